@@ -1,0 +1,107 @@
+// Block-at-a-time helpers for the hot loops of the converters, each with the plain loop beside it.
+// Private to the library: not installed, not exported.
+#ifndef QORSTL_SRC_SIMD_H_
+#define QORSTL_SRC_SIMD_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#define QORSTL_HAVE_SSE2 1
+#endif
+
+namespace qor {
+namespace internal {
+
+// Length of the leading run of bytes 01..7F in p[0, avail), at most `room`. When `out` is not null
+// the run is also widened into out[0, run). Bytes 00 and 80..FF end the run.
+inline std::size_t AsciiRunToWideScalar(const unsigned char* p, std::size_t avail, wchar_t* out,
+                                        std::size_t room) {
+  const std::size_t limit = avail < room ? avail : room;
+  std::size_t i = 0;
+  while (i < limit && static_cast<unsigned char>(p[i] - 1) < 0x7F) {
+    if (out != nullptr) out[i] = static_cast<wchar_t>(p[i]);
+    ++i;
+  }
+  return i;
+}
+
+// As above, 16 bytes at a time; the scalar loop finishes the run inside the first block that holds
+// a byte outside 01..7F, and takes the last bytes of the buffer.
+inline std::size_t AsciiRunToWide(const unsigned char* p, std::size_t avail, wchar_t* out,
+                                  std::size_t room) {
+  const std::size_t limit = avail < room ? avail : room;
+  std::size_t i = 0;
+#if defined(QORSTL_HAVE_SSE2)
+  const __m128i zero = _mm_setzero_si128();
+  while (limit - i >= 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+    // High bit set, or a zero byte: the block is not all 01..7F.
+    if ((_mm_movemask_epi8(v) | _mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) != 0) break;
+    if (out != nullptr) {
+      const __m128i lo = _mm_unpacklo_epi8(v, zero);
+      const __m128i hi = _mm_unpackhi_epi8(v, zero);
+      auto* o = reinterpret_cast<__m128i*>(out + i);
+      _mm_storeu_si128(o + 0, _mm_unpacklo_epi16(lo, zero));
+      _mm_storeu_si128(o + 1, _mm_unpackhi_epi16(lo, zero));
+      _mm_storeu_si128(o + 2, _mm_unpacklo_epi16(hi, zero));
+      _mm_storeu_si128(o + 3, _mm_unpackhi_epi16(hi, zero));
+    }
+    i += 16;
+  }
+#endif
+  return i + AsciiRunToWideScalar(p + i, limit - i, out != nullptr ? out + i : nullptr, limit - i);
+}
+
+// Length of the leading run of elements 1..7F in p[0, avail), at most `room`; when `out` is not
+// null the run is also narrowed into out[0, run). Zero, negative and larger elements end the run.
+inline std::size_t AsciiRunToNarrowScalar(const wchar_t* p, std::size_t avail, unsigned char* out,
+                                          std::size_t room) {
+  const std::size_t limit = avail < room ? avail : room;
+  std::size_t i = 0;
+  while (i < limit && static_cast<std::uint32_t>(p[i]) - 1u < 0x7Fu) {
+    if (out != nullptr) out[i] = static_cast<unsigned char>(p[i]);
+    ++i;
+  }
+  return i;
+}
+
+// As above, 16 elements at a time, the scalar loop finishing the run and the buffer.
+inline std::size_t AsciiRunToNarrow(const wchar_t* p, std::size_t avail, unsigned char* out,
+                                    std::size_t room) {
+  const std::size_t limit = avail < room ? avail : room;
+  std::size_t i = 0;
+#if defined(QORSTL_HAVE_SSE2)
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i above_ascii = _mm_set1_epi32(~0x7F);
+  while (limit - i >= 16) {
+    const auto* in = reinterpret_cast<const __m128i*>(p + i);
+    const __m128i a = _mm_loadu_si128(in + 0);
+    const __m128i b = _mm_loadu_si128(in + 1);
+    const __m128i c = _mm_loadu_si128(in + 2);
+    const __m128i d = _mm_loadu_si128(in + 3);
+    const __m128i high_bits =
+        _mm_and_si128(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), above_ascii);
+    const __m128i zeros =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(a, zero), _mm_cmpeq_epi32(b, zero)),
+                     _mm_or_si128(_mm_cmpeq_epi32(c, zero), _mm_cmpeq_epi32(d, zero)));
+    if ((_mm_movemask_epi8(_mm_cmpeq_epi32(high_bits, zero)) != 0xFFFF) ||
+        _mm_movemask_epi8(zeros) != 0) {
+      break;
+    }
+    if (out != nullptr) {
+      const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), bytes);
+    }
+    i += 16;
+  }
+#endif
+  return i +
+         AsciiRunToNarrowScalar(p + i, limit - i, out != nullptr ? out + i : nullptr, limit - i);
+}
+
+}  // namespace internal
+}  // namespace qor
+
+#endif  // QORSTL_SRC_SIMD_H_
