@@ -10,17 +10,22 @@ namespace {
 
 // Sequence length announced by a first byte: 1 for 01..7F, 2 to 6 for the lead bytes C0..FD, 0 for
 // the zero byte (handled before the lookup), continuation bytes 80..BF and the bytes FE, FF.
-constexpr unsigned SequenceLength(unsigned char b) {
-  return b == 0     ? 0
-         : b < 0x80 ? 1
-         : b < 0xC0 ? 0
-         : b < 0xE0 ? 2
-         : b < 0xF0 ? 3
-         : b < 0xF8 ? 4
-         : b < 0xFC ? 5
-         : b < 0xFE ? 6
-                    : 0;
-}
+struct SequenceLengths {
+  unsigned char of[256];
+  constexpr SequenceLengths() : of() {
+    for (unsigned b = 1; b < 256; ++b) {
+      of[b] = b < 0x80   ? 1
+              : b < 0xC0 ? 0
+              : b < 0xE0 ? 2
+              : b < 0xF0 ? 3
+              : b < 0xF8 ? 4
+              : b < 0xFC ? 5
+              : b < 0xFE ? 6
+                         : 0;
+    }
+  }
+};
+constexpr SequenceLengths kSequenceLengths;
 
 // Value bits that a lead byte of a sequence of n bytes contributes.
 constexpr unsigned char kLeadMask[7] = {0, 0x7F, 0x1F, 0x0F, 0x07, 0x03, 0x01};
@@ -37,6 +42,43 @@ constexpr bool StrictlyRefused(unsigned char b) {
 
 constexpr bool IsSurrogate(std::uint32_t v) {
   return (v & 0xFFFFF800u) == 0xD800u;
+}
+
+constexpr bool IsAsciiNonZero(unsigned char b) {
+  return static_cast<unsigned char>(b - 1) < 0x7F;
+}
+
+// True when the n - 1 bytes after the lead at p are continuation bytes. Short-circuits, so no byte
+// after the first non-continuation byte is read.
+inline bool ContinuationsFollow(const unsigned char* p, unsigned n) {
+  switch (n) {
+    case 2:
+      return IsContinuation(p[1]);
+    case 3:
+      return IsContinuation(p[1]) && IsContinuation(p[2]);
+    case 4:
+      return IsContinuation(p[1]) && IsContinuation(p[2]) && IsContinuation(p[3]);
+    default:
+      for (unsigned i = 1; i < n; ++i) {
+        if (!IsContinuation(p[i])) return false;
+      }
+      return true;
+  }
+}
+
+// The value of a checked sequence of n >= 2 bytes: the lead's value bits, then six bits a byte.
+inline std::uint32_t SequenceValue(const unsigned char* p, unsigned n) {
+  switch (n) {
+    case 2:
+      return (p[0] & 0x1Fu) << 6 | (p[1] & 0x3Fu);
+    case 3:
+      return (p[0] & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+    default: {
+      std::uint32_t value = p[0] & kLeadMask[n];
+      for (unsigned k = 1; k < n; ++k) value = (value << 6) | (p[k] & 0x3Fu);
+      return value;
+    }
+  }
 }
 
 constexpr unsigned EncodedLength(std::uint32_t c) {
@@ -58,37 +100,42 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
   wchar_t* const out_end = dst != nullptr ? dst + dst_cap : nullptr;
   std::size_t count = 0;
 
-  for (;;) {
-    if (end != nullptr) {
-      // Bounded input only: block reads must not pass the end of a zero-terminated input.
-      // Takes the run of bytes 01..7F, which decode to themselves in every mode.
-      const std::size_t room = out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX;
-      const std::size_t run =
-          qor::internal::AsciiRunToWide(p, static_cast<std::size_t>(end - p), out, room);
+  while (end == nullptr || p < end) {
+    const unsigned char b = *p;
+    if (IsAsciiNonZero(b)) {
+      // Bytes 01..7F decode to themselves in every mode. With a bounded input the whole run is
+      // taken in blocks; a zero-terminated input is read byte by byte, never past its zero.
+      std::size_t run;
+      if (end != nullptr) {
+        const std::size_t room =
+            out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX;
+        run = qor::internal::AsciiRunToWide(p, static_cast<std::size_t>(end - p), out, room);
+        if (run == 0) return 0;  // no room left for this byte
+      } else {
+        if (out != nullptr) {
+          if (out == out_end) return 0;
+          *out = static_cast<wchar_t>(b);
+        }
+        run = 1;
+      }
       p += run;
       count += run;
       if (out != nullptr) out += run;
-      if (p >= end) break;
+      continue;
     }
 
-    const unsigned char b = *p;
     if (!lenient && StrictlyRefused(b)) return 0;
     if (b == 0) return count;
-    const unsigned n = SequenceLength(b);
+    const unsigned n = kSequenceLengths.of[b];
     if (n == 0) {  // a continuation byte or FE/FF where a sequence should begin
       if (!lenient) return 0;
       ++p;
       continue;
     }
-    if (end != nullptr && static_cast<std::size_t>(end - p) < n) {  // cut short by the end
-      if (!lenient) return 0;
-      ++p;
-      continue;
-    }
-    // Checked one at a time so that a zero byte stops the examination: nothing past it is read.
-    unsigned i = 1;
-    while (i < n && IsContinuation(p[i])) ++i;
-    if (i < n) {
+    // Cut short by the end of a bounded input, or a byte after the lead that is no continuation
+    // byte. The bytes are examined in order and the examination stops at the first bad one, so a
+    // zero byte ends it and nothing after a terminator is read.
+    if ((end != nullptr && static_cast<std::size_t>(end - p) < n) || !ContinuationsFollow(p, n)) {
       if (!lenient) return 0;
       ++p;
       continue;
@@ -100,8 +147,7 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
       continue;
     }
     if (out == out_end) return 0;
-    std::uint32_t value = b & kLeadMask[n];
-    for (unsigned k = 1; k < n; ++k) value = (value << 6) | (p[k] & 0x3Fu);
+    const std::uint32_t value = SequenceValue(p, n);
     *out = static_cast<wchar_t>(value);
     if (IsSurrogate(value)) {
       if (!lenient) return 0;  // the value stays stored; the caller must not use the buffer
@@ -128,19 +174,20 @@ extern "C" std::size_t wchar_to_utf8(const wchar_t* src, std::size_t src_len, ch
   unsigned char* const out_end = out != nullptr ? out + dst_cap : nullptr;
   std::size_t count = 0;
 
-  for (;;) {
-    if (end != nullptr) {
-      // Elements 1..7F are one byte each in every mode.
+  while (end == nullptr || p < end) {
+    const auto c = static_cast<std::uint32_t>(*p);
+    if (c - 1u < 0x7Fu && end != nullptr) {
+      // Elements 1..7F are one byte each in every mode; the run is taken in blocks.
       const std::size_t room = out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX;
       const std::size_t run =
           qor::internal::AsciiRunToNarrow(p, static_cast<std::size_t>(end - p), out, room);
+      if (run == 0) return 0;  // no room left for this byte
       p += run;
       count += run;
       if (out != nullptr) out += run;
-      if (p >= end) break;
+      continue;
     }
-
-    const auto c = static_cast<std::uint32_t>(*p++);
+    ++p;
     if (c == 0) return count;
     if (IsSurrogate(c) || c >= 0x80000000u) {
       if (!lenient) return 0;
