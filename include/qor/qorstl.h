@@ -169,7 +169,8 @@ QOR_API std::string& trim_both(std::string& text, const std::string& chars);
 #endif
 
 // printf-style narrow formatting: measures once, then formats into one buffer of the exact size.
-// An output of INT_MAX bytes or more throws the standard allocation error.
+// An output of exactly INT_MAX bytes throws the standard allocation error (its length and the
+// terminator do not fit an int); a longer one makes vsnprintf fail, which gives the empty string.
 // Example: format_astring("%d-%s", 7, "ab") == "7-ab"; format_astring("a%cb", 0) == "a".
 QOR_API std::string format_astring(const char* fmt, ...) QOR_PRINTF_FORMAT(1, 2);
 
