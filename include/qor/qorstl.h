@@ -20,6 +20,7 @@
 #ifndef QOR_QORSTL_H_
 #define QOR_QORSTL_H_
 
+#include <cstdarg>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -90,6 +91,30 @@ namespace qor {
 // ---- Encoding classification and ASCII conversion -----------------------------------------------
 
 // ---- Whole-file reading and writing -------------------------------------------------------------
+// Each call opens the file with fopen ("rb" to read, "wb" to write) and closes it before returning;
+// `path` ends at its first zero byte and relative paths start at the current directory. Failures
+// are answered with an empty result or `false`, never reported otherwise.
+
+// The file's bytes followed by one added zero byte, so the length is the file's length plus one.
+// Empty for a missing, unreadable or empty file, or a stream that cannot seek. Files of 2^31 - 1
+// bytes and more are read whole too (the length is taken as 64 bits); a stream that is not a
+// regular file and reports such a length (a directory, on some file systems) gives the empty
+// string. A short read leaves the bytes it did not deliver zero.
+// Example: for a file holding 'abc', dump_file(path) == std::string("abc\0", 4).
+QOR_API std::string dump_file(const std::string& path);
+
+// The UTF-16 code units after a byte-order mark (FF FE little-endian, FE FF big-endian), one per
+// element, surrogates not combined. Empty when dump_file is, for a file of one byte or only a
+// mark, and for a file with no UTF-16 mark. In a file of odd length the last byte is paired with
+// the zero byte dump_file adds: the low byte of the last unit when little-endian, the high when
+// big. Example: FF FE 41 00 42 gives L"AB"; FE FF 00 41 42 gives {0x41, 0x4200}.
+QOR_API std::wstring dump_utf16_file(const std::string& path);
+
+// Creates or empties the file and writes all bytes of `content`, zero bytes included, with one
+// fwrite. `false` only when the file cannot be opened for writing; a short write or a failed close
+// still returns `true`. The file is rewritten in place: no temporary file, no rename.
+// Example: write_file(path, dump_file(path)) makes the file one byte longer.
+QOR_API bool write_file(const std::string& path, const std::string& content);
 
 // ---- Comparison ---------------------------------------------------------------------------------
 
@@ -100,10 +125,118 @@ namespace qor {
 // ---- Single-pattern find and slicing ------------------------------------------------------------
 
 // ---- Replace and trim ---------------------------------------------------------------------------
+// Edit `text` in place, byte by byte: a multi-byte UTF-8 character is several separate bytes here.
+// The trims read `chars` as a set of byte values (zero included), never as a substring.
+
+// Replaces every occurrence of `from` by `to`, taking occurrences left to right without overlap and
+// never searching the inserted text again; runs in time linear in the text. An empty `from` or
+// an empty `text` leaves `text` unchanged. If growing the text runs out of memory, the standard
+// allocation error leaves the call and `text` is as it was.
+// Example: "aaa" with "aa" -> "b" gives "ba"; "aabb" with "ab" -> "" gives "ab"; "a.b" with
+// "." -> ".." gives "a..b".
+QOR_API void string_replace(std::string& text, const std::string& from, const std::string& to);
+
+// Removes the longest prefix made only of bytes in `chars`; returns `text` for chaining. An empty
+// `chars` changes nothing; a text made only of such bytes becomes empty.
+// Example: trim_left(text = "  \tx ", " \t") leaves "x "; trim_left(text = "abcab", "ba") "cab".
+QOR_API std::string& trim_left(std::string& text, const std::string& chars);
+
+// Removes the longest suffix made only of bytes in `chars`; returns `text` for chaining. An empty
+// `chars` changes nothing; a text made only of such bytes becomes empty.
+// Example: trim_right(text = "abcab", "ba") leaves "abc".
+QOR_API std::string& trim_right(std::string& text, const std::string& chars);
+
+// trim_left, then trim_right, with the same `chars`; returns `text` for chaining.
+// Example: trim_both(text = "\r\n x y \t", " \t\r\n") leaves "x y".
+QOR_API std::string& trim_both(std::string& text, const std::string& chars);
 
 // ---- Formatting and number parsing --------------------------------------------------------------
+// The formatters hand `fmt` and the arguments to vsnprintf / vswprintf, which follow the current
+// locale; the result ends at the first zero character of the output, so a %c of 0 cuts it there.
+// An empty output and a formatting failure both give the empty string (the _v forms then leave
+// `out` untouched); the two cannot be told apart. The caller's va_list is never advanced: each
+// pass formats from a copy, so it can be passed on again. `fmt` must not be null.
+//
+// Defining QORSTL_CHECK_FORMATS before including this header has GCC and clang check the
+// arguments of format_astring against its format. It is off by default because both compilers then
+// warn about calls that are valid here: GCC about an empty literal format, clang about a format
+// that is not a literal and has no arguments.
+#if defined(QORSTL_CHECK_FORMATS) && (defined(__GNUC__) || defined(__clang__))
+#define QOR_PRINTF_FORMAT(format_index, first_arg) \
+  __attribute__((format(printf, format_index, first_arg)))
+#else
+#define QOR_PRINTF_FORMAT(format_index, first_arg)
+#endif
+
+// printf-style narrow formatting: measures once, then formats into one buffer of the exact size.
+// An output of exactly INT_MAX bytes throws the standard allocation error (its length and the
+// terminator do not fit an int); a longer one makes vsnprintf fail, which gives the empty string.
+// Example: format_astring("%d-%s", 7, "ab") == "7-ab"; format_astring("a%cb", 0) == "a".
+QOR_API std::string format_astring(const char* fmt, ...) QOR_PRINTF_FORMAT(1, 2);
+
+// As format_astring, into `out`: assigns (never appends) when the output has at least one
+// character, leaves `out` untouched when it is empty or formatting fails.
+// Example: with out == "old", format "" leaves "old"; format "x" sets "x"; "%c" of 0 sets "".
+QOR_API void format_string_v(std::string& out, const char* fmt, va_list args);
+
+// printf-style wide formatting with vswprintf. vswprintf cannot measure, and fails the same way for
+// a buffer too small and for an encoding error, so the buffer starts at 512 characters and
+// doubles while an attempt fails by filling it (errno not EILSEQ), up to INT_MAX characters.
+// An encoding error therefore costs memory for at most twice the text produced before it.
+// Example: format_wstring(L"%d items", 3) == L"3 items".
+QOR_API std::wstring format_wstring(const wchar_t* fmt, ...);
+
+// As format_wstring, into `out`: assigns when the output has at least one character, leaves `out`
+// untouched when it is empty or formatting fails.
+// Example: format_wstring_v(out, L"%d items", args holding 3) sets out to L"3 items".
+QOR_API void format_wstring_v(std::wstring& out, const wchar_t* fmt, va_list args);
+
+// Parses a decimal integer with strtol, or a hexadecimal one when the first two bytes are "0x" or
+// "0X" (only there: not after a blank or a sign). Reads up to the first zero byte, skips leading
+// blanks, ignores what follows the digits, gives 0 when there are none. The long result of strtol
+// (clamped by it, errno set by it) is cut to its low 32 bits, not clamped again.
+// Example: "0x1F" -> 31; "010" -> 10; " 0x10" -> 0; "4294967297" -> 1; "2147483648" -> INT_MIN.
+QOR_API int string_to_int(const std::string& text);
+
+// As string_to_int, returning strtol's long unchanged.
+// Example: "4294967297" -> 4294967297; "99999999999999999999" -> LONG_MAX.
+QOR_API long string_to_long(const std::string& text);
+
+// strtod on the text up to its first zero byte: decimal, hexadecimal, inf and nan forms, the
+// current locale's decimal point; trailing bytes are ignored and no number gives 0.
+// Example: "1.5e3" -> 1500; "0x1p4" -> 16; "  -2.5xyz" -> -2.5.
+QOR_API double string_to_double(const std::string& text);
 
 // ---- Builders and tokenizers --------------------------------------------------------------------
+// The appending builders never clear `out` and return its size after the call, what it held before
+// included, as an int: the low 32 bits of the size read as signed (negative from 2^31 on).
+// Byte ranges compare and step as signed bytes, so 0x80..0xFF come before 0x00..0x7F.
+
+// Appends to `out` every maximal run of bytes that are not in the set `token`, in order; empty
+// tokens are never appended. An empty `token` appends the whole of a non-empty `text`.
+// Example: "a,b,,c," with "," appends "a", "b", "c"; "a;b,c" with ",;" appends "a", "b", "c".
+QOR_API int stringarray_builder_by_splittoken(const std::string& text,
+                                              std::vector<std::string>& out,
+                                              const std::string& token);
+
+// A list of `first` and the following zero-terminated strings, up to a null pointer that must end
+// the arguments (a null `const char*`, not a plain 0). Empty strings are kept; `first` must not be
+// null.
+// Example: stringarray_builder_by_token("a", "", "c", (const char*)nullptr) == {"a", "", "c"}.
+QOR_API std::vector<std::string> stringarray_builder_by_token(const char* first, ...);
+
+// Appends the byte values from `first_char` to `last_char`, both included, in increasing signed
+// order; nothing when `first_char` is the greater as a signed byte.
+// Example: 'a', 'e' appends "abcde"; '\x80', '\x7f' appends all 256 values, 0x80 first;
+// 'a', '\xe9' appends nothing.
+QOR_API int string_builder_by_char(std::string& out, char first_char, char last_char);
+
+// Reads `ranges` as pairs of bounds and appends at most `count` of them as string_builder_by_char
+// does; a reversed pair appends nothing but still counts, a last unpaired byte is ignored, and a
+// `count` of 0 or less appends nothing. `ranges` may be `out` itself: its value at the call is
+// used. Example: "azAZ09" with count 3 appends the 62 letters and digits; "za09" with 2 only the
+// digits.
+QOR_API int string_builder_by_range(std::string& out, const std::string& ranges, int count);
 
 }  // namespace qor
 

@@ -1,0 +1,132 @@
+// printf-style formatting into narrow and wide strings, and parsing of integers and doubles.
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "qor/qorstl.h"
+
+namespace {
+
+// Formats into one heap buffer of exactly the measured size, n + 1 bytes, zero-filled; null when
+// the output is empty or the formatter fails. Every pass works on its own copy of `args`.
+std::unique_ptr<char[]> FormatNarrow(const char* fmt, va_list args) {
+  va_list pass;
+  va_copy(pass, args);
+  const int length = std::vsnprintf(nullptr, 0, fmt, pass);
+  va_end(pass);
+  if (length <= 0) return nullptr;
+  // The length and its terminator are counted in a 32-bit int: INT_MAX bytes plus one do not fit.
+  if (length == INT_MAX) throw std::bad_alloc();
+  const std::size_t size = static_cast<std::size_t>(length) + 1;
+  std::unique_ptr<char[]> buffer(new char[size]());
+  va_copy(pass, args);
+  std::vsnprintf(buffer.get(), size, fmt, pass);
+  va_end(pass);
+  return buffer;
+}
+
+// vswprintf cannot measure, and answers -1 both for a buffer that is too small and for a conversion
+// it cannot make (a narrow %s or %c the locale cannot decode). So the buffer starts at
+// kFirstWideCapacity characters and doubles while the failure looks like a lack of room: errno is
+// not EILSEQ, and the attempt wrote up to the end of its buffer (or said EOVERFLOW, as macOS does).
+// An encoding error stops the formatter before the end of the buffer, so it ends the loop at the
+// first attempt that was large enough to reach it, with memory bounded by twice the text produced
+// before the failing conversion. Capacity stops at INT_MAX, the longest output an int can count.
+constexpr std::size_t kFirstWideCapacity = 512;
+constexpr std::size_t kMaxWideCapacity = INT_MAX;
+constexpr wchar_t kUnwritten = static_cast<wchar_t>(-1);
+
+std::unique_ptr<wchar_t[]> FormatWide(const wchar_t* fmt, va_list args) {
+  const int caller_errno = errno;
+  std::size_t capacity = kFirstWideCapacity;
+  for (;;) {
+    std::unique_ptr<wchar_t[]> buffer(new wchar_t[capacity]);
+    buffer[capacity - 2] = kUnwritten;
+    va_list pass;
+    va_copy(pass, args);
+    errno = 0;
+    const int length = std::vswprintf(buffer.get(), capacity, fmt, pass);
+    const int error = errno;
+    va_end(pass);
+    if (length >= 0) {
+      errno = caller_errno;
+      if (length == 0) return nullptr;
+      return buffer;
+    }
+    const bool out_of_room =
+        error != EILSEQ && (error == EOVERFLOW || buffer[capacity - 2] != kUnwritten);
+    if (!out_of_room || capacity >= kMaxWideCapacity) return nullptr;
+    capacity = capacity > kMaxWideCapacity / 2 ? kMaxWideCapacity : capacity * 2;
+  }
+}
+
+// The hexadecimal prefix counts only as the first two bytes, before any blank or sign.
+int IntegerBase(const std::string& text) {
+  const char* s = text.c_str();
+  return s[0] == '0' && (s[1] == 'x' || s[1] == 'X') ? 16 : 10;
+}
+
+}  // namespace
+
+namespace qor {
+
+std::string format_astring(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  std::unique_ptr<char[]> buffer;
+  try {
+    buffer = FormatNarrow(fmt, args);
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+  return buffer ? std::string(buffer.get()) : std::string();
+}
+
+void format_string_v(std::string& out, const char* fmt, va_list args) {
+  const std::unique_ptr<char[]> buffer = FormatNarrow(fmt, args);
+  if (buffer) out.assign(buffer.get());
+}
+
+std::wstring format_wstring(const wchar_t* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  std::unique_ptr<wchar_t[]> buffer;
+  try {
+    buffer = FormatWide(fmt, args);
+  } catch (...) {
+    va_end(args);
+    throw;
+  }
+  va_end(args);
+  return buffer ? std::wstring(buffer.get()) : std::wstring();
+}
+
+void format_wstring_v(std::wstring& out, const wchar_t* fmt, va_list args) {
+  const std::unique_ptr<wchar_t[]> buffer = FormatWide(fmt, args);
+  if (buffer) out.assign(buffer.get());
+}
+
+int string_to_int(const std::string& text) {
+  const long value = std::strtol(text.c_str(), nullptr, IntegerBase(text));
+  // The low 32 bits, read as signed: no clamping to the int range.
+  return static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(value)));
+}
+
+long string_to_long(const std::string& text) {
+  return std::strtol(text.c_str(), nullptr, IntegerBase(text));
+}
+
+double string_to_double(const std::string& text) {
+  return std::strtod(text.c_str(), nullptr);
+}
+
+}  // namespace qor
