@@ -103,20 +103,26 @@ std::size_t DecodedRoom(const unsigned char* p, std::size_t n, bool units) {
   std::size_t i = 0;
 #if defined(QORSTL_HAVE_SSE2)
   const __m128i zero = _mm_setzero_si128();
-  // As signed bytes, continuation bytes 80..BF are below -64 and the leads F0..FF are -16..-1.
-  const __m128i continuation_limit = _mm_set1_epi8(-64);
+  // As signed bytes, continuation bytes 80..BF are -128..-65, every other byte is above -65, and
+  // the leads F0..FF are -16..-1.
+  const __m128i continuation_ceiling = _mm_set1_epi8(-65);
   const __m128i long_lead_floor = _mm_set1_epi8(-17);
-  for (; n - i >= 16; i += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
-    const auto continuations =
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(v, continuation_limit)));
-    room += 16u - static_cast<unsigned>(__builtin_popcount(continuations));
-    if (units) {
-      const __m128i long_leads =
-          _mm_and_si128(_mm_cmpgt_epi8(v, long_lead_floor), _mm_cmplt_epi8(v, zero));
-      room += static_cast<unsigned>(
-          __builtin_popcount(static_cast<unsigned>(_mm_movemask_epi8(long_leads))));
+  while (n - i >= 16) {
+    // Per-lane byte counters (at most two a block), summed before any lane can pass 255.
+    const std::size_t blocks = (n - i) / 16 < 127 ? (n - i) / 16 : 127;
+    __m128i counts = zero;
+    for (std::size_t b = 0; b < blocks; ++b, i += 16) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+      // A compare gives -1 where it holds, so subtracting it counts.
+      counts = _mm_sub_epi8(counts, _mm_cmpgt_epi8(v, continuation_ceiling));
+      if (units) {
+        counts = _mm_sub_epi8(
+            counts, _mm_and_si128(_mm_cmpgt_epi8(v, long_lead_floor), _mm_cmplt_epi8(v, zero)));
+      }
     }
+    const __m128i sums = _mm_sad_epu8(counts, zero);
+    room += static_cast<std::size_t>(_mm_cvtsi128_si32(sums)) +
+            static_cast<std::size_t>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
   }
 #endif
   return room + DecodedRoomScalar(p + i, n - i, units);
