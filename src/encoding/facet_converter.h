@@ -59,9 +59,10 @@ inline bool FacetToWide(const WideCodecvt& facet, const std::string& text, std::
 // when the facet refuses an element or stops without taking one although room was there.
 inline bool FacetToNarrow(const WideCodecvt& facet, const std::wstring& text, std::string& out) {
   std::mbstate_t state{};
-  // Room for one character of the longest form, plus a margin for a shift sequence.
-  const std::size_t one_char =
-      static_cast<std::size_t>(facet.max_length() > 0 ? facet.max_length() : 1) + 16;
+  // The longest form of one character, plus a margin for a shift sequence.
+  const std::size_t longest =
+      static_cast<std::size_t>(facet.max_length() > 0 ? facet.max_length() : 1);
+  const std::size_t one_char = longest + 16;
   const wchar_t* from = text.data();
   const wchar_t* const end = from + text.size();
   std::size_t written = 0;
@@ -72,7 +73,9 @@ inline bool FacetToNarrow(const WideCodecvt& facet, const std::wstring& text, st
       out.resize(written + (out.size() > wanted ? out.size() : wanted));
   };
   while (from != end) {
-    make_room(static_cast<std::size_t>(end - from) + one_char);
+    // Room for every element left in its longest form: given less, a facet may answer `partial`
+    // having dropped the characters that did not fit before a zero element (libc++ does).
+    make_room(static_cast<std::size_t>(end - from) * longest + one_char);
     char* const base = &out[0];
     const wchar_t* from_next = from;
     char* to_next = base + written;
