@@ -2,7 +2,6 @@
 // (LOCPATH points at them), checked against the platform's iconv, and the facet loop driven by a
 // facet that misbehaves the way real ones may.
 #include <cstdlib>
-#include <cstring>
 #include <locale>
 #include <string>
 #include <type_traits>
@@ -77,20 +76,6 @@ TEST(LocaleConversion, Utf8LocaleKeepsTheUtf8Rules) {
   for (const std::string& bad : {"\xC3"s, "a\xC3"s, "a\xE2\x82"s, "\xC3\0"s, "a\x80z"s}) {
     EXPECT_EQ(qor::string_string_to_wstring(bad, utf8), kFromBytesError) << Hex(bad);
   }
-}
-
-TEST(LocaleConversion, MissingLocaleGivesTheRuntimeErrorMessage) {
-  const std::string name = "qor_NO.SUCH-LOCALE";
-  std::string message = "none";
-  try {
-    qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>> facet(name);
-  } catch (const std::runtime_error& error) {
-    message = error.what();
-  }
-  EXPECT_EQ(qor::string_string_to_wstring("", name), std::wstring(message.begin(), message.end()));
-  EXPECT_EQ(qor::string_wstring_to_string(L"abc", name), message);
-  EXPECT_EQ(qor::string_utf8_to_ascii("\xC3\xA9", name), message);
-  EXPECT_EQ(qor::string_utf8_to_ascii("abc", name), "abc");  // ASCII never reaches the name
 }
 
 // A Latin-1 facet (byte b <-> element b) with a quirk.
