@@ -135,7 +135,8 @@ QOR_API std::string string_utf8_wstring_to_string(const std::wstring& text);
 // allocation error's message when memory runs out. Compare the result with these to detect them.
 
 // A facet whose destructor is public, so that a converter can own and delete it.
-// Example: new qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>>("C", 0).
+// Example: std::wstring_convert<qor::deletable_facet<std::codecvt_byname<wchar_t, char,
+// std::mbstate_t>>> convert(new qor::deletable_facet<...>("de_DE.UTF-8"));
 template <class Facet>
 class deletable_facet : public Facet {
  public:
