@@ -1,0 +1,99 @@
+// Conversion of whole texts by encoding name: the three Unicode names and the locale names.
+#include <cwchar>
+#include <exception>
+#include <locale>
+#include <memory>
+#include <string>
+
+#include "encoding/facet_converter.h"
+#include "encoding/unicode_coders.h"
+#include "qor/qorstl.h"
+
+namespace {
+
+// The texts a caller compares results with to recognise a failed conversion.
+constexpr const char* kFromBytesError = "wstring_convert: from_bytes error";
+constexpr const char* kToBytesError = "wstring_convert: to_bytes error";
+
+enum class Encoding { kUtf8, kUtf16, kUtf8Utf16, kLocale };
+
+// Exact, case-sensitive names; the empty name means UTF-8 and everything else names a locale.
+Encoding Select(const std::string& name) {
+  if (name.empty() || name == "utf-8") return Encoding::kUtf8;
+  if (name == "utf-16") return Encoding::kUtf16;
+  if (name == "utf-8-16") return Encoding::kUtf8Utf16;
+  return Encoding::kLocale;
+}
+
+using LocaleFacet = qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>>;
+
+// Throws the standard library's runtime error when no locale has that name.
+std::unique_ptr<LocaleFacet> MakeLocaleFacet(const std::string& name) {
+  return std::unique_ptr<LocaleFacet>(new LocaleFacet(name, std::size_t{0}));
+}
+
+// A message as a wide text, each byte taken as a signed character.
+std::wstring Widen(const char* message) {
+  std::wstring wide;
+  for (const char* p = message; *p != '\0'; ++p) {
+    wide.push_back(static_cast<wchar_t>(static_cast<signed char>(*p)));
+  }
+  return wide;
+}
+
+}  // namespace
+
+namespace qor {
+
+std::wstring string_string_to_wstring(const std::string& text, const std::string& encoding) {
+  try {
+    std::wstring result;
+    bool converted = false;
+    switch (Select(encoding)) {
+      case Encoding::kUtf8:
+        converted = internal::Utf8ToCodePoints(text, result);
+        break;
+      case Encoding::kUtf16:
+        converted = internal::Utf16BeToCodePoints(text, result);
+        break;
+      case Encoding::kUtf8Utf16:
+        converted = internal::Utf8ToUtf16Units(text, result);
+        break;
+      case Encoding::kLocale:
+        // Created first, so that a name without a locale fails also for an empty text.
+        converted = internal::FacetToWide(*MakeLocaleFacet(encoding), text, result);
+        break;
+    }
+    if (!converted) return Widen(kFromBytesError);
+    return result;
+  } catch (const std::exception& error) {
+    return Widen(error.what());
+  }
+}
+
+std::string string_wstring_to_string(const std::wstring& text, const std::string& encoding) {
+  try {
+    std::string result;
+    bool converted = false;
+    switch (Select(encoding)) {
+      case Encoding::kUtf8:
+        converted = internal::CodePointsToUtf8(text, result);
+        break;
+      case Encoding::kUtf16:
+        converted = internal::CodePointsToUtf16Be(text, result);
+        break;
+      case Encoding::kUtf8Utf16:
+        converted = internal::Utf16UnitsToUtf8(text, result);
+        break;
+      case Encoding::kLocale:
+        converted = internal::FacetToNarrow(*MakeLocaleFacet(encoding), text, result);
+        break;
+    }
+    if (!converted) return kToBytesError;
+    return result;
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+}  // namespace qor
