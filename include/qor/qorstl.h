@@ -182,8 +182,54 @@ QOR_API int string_compare_one_of(const std::string& text, const std::vector<std
                                   bool match_prefix);
 
 // ---- Multi-pattern search -----------------------------------------------------------------------
+// Byte-exact, no case folding. Each pattern is found at its first occurrence; an empty pattern
+// occurs at 0, also in an empty text, and a pattern longer than the text never occurs. `index`
+// reports the winner's place in the caller's list. A list too long for the 32-bit `index` is
+// searched only over the entries that `index` can name: the first 4294967295 (first 2147483648
+// for string_find_first_one_of); later entries are ignored.
+
+// First pattern in list order that occurs anywhere in `text`: its position, with `index` set to
+// its place. On a miss returns npos with `index` = number of patterns (0 for an empty list).
+// Example: text "xx bc abc", patterns {"abc", "bc"}: returns 6, index 0.
+QOR_API std::size_t string_seq_find(const std::string& text,
+                                    const std::vector<std::string>& patterns, unsigned int& index);
+
+// As string_seq_find, on the list ordered by `mode` with a stable sort: 1 shortest first, 2 longest
+// first, 3 byte-lexicographic ascending, 4 descending, anything else list order. `index` names the
+// first entry of the caller's list equal to the winner; a miss gives npos and the pattern count.
+// Example: text "xx bc abc", patterns {"abc", "bc"}, mode 1: returns 3, index 1.
+QOR_API std::size_t string_find(const std::string& text, const std::vector<std::string>& patterns,
+                                unsigned int& index, int mode);
+
+// Earliest first occurrence of any pattern; at equal positions the lowest index wins. On a miss
+// returns npos with `index` 0; an empty list returns npos and leaves `index` unwritten.
+// Example: text "xx bc abc", patterns {"abc", "bc"}: returns 3, index 1.
+QOR_API std::size_t string_find_first_one_of(const std::string& text,
+                                             const std::vector<std::string>& patterns, int& index);
 
 // ---- Single-pattern find and slicing ------------------------------------------------------------
+// Byte-exact: no case folding, zero bytes match like any other byte. A miss is npos. The search
+// takes linear time on any input and allocates nothing; the slicers allocate only their parts.
+
+// Position of the first occurrence of `pattern` in `text`: where it begins (`match_begin` true) or
+// just past its end (false). An empty pattern gives 0 for either flag, also in an empty text.
+// Example: string_find("abcabc", "bc", true) == 1, string_find("abcabc", "bc", false) == 3.
+QOR_API std::size_t string_find(const std::string& text, const std::string& pattern,
+                                bool match_begin);
+
+// Cuts `text` at the first occurrence of `separator` into `left` (before) and `right` (after),
+// written in that order; returns its position. An empty separator cuts at 0. On a miss: npos,
+// `left` = text, `right` emptied. `right` may be `text` itself; `left` must not be.
+// Example: string_slice2("a==b", "==", l, r) == 1, l == "a", r == "b".
+QOR_API std::size_t string_slice2(const std::string& text, const std::string& separator,
+                                  std::string& left, std::string& right);
+
+// Cuts `text` at its first byte that is any byte of the set `separators`, the byte itself dropped.
+// On a miss (no such byte, an empty text or an empty set): npos, `left` = text, and `right` is
+// emptied, as string_slice2 does. `right` may be `text` itself; `left` must not be.
+// Example: string_slice_oneof2("a=b:c", ":=", l, r) == 1, l == "a", r == "b:c".
+QOR_API std::size_t string_slice_oneof2(const std::string& text, const std::string& separators,
+                                        std::string& left, std::string& right);
 
 // ---- Replace and trim ---------------------------------------------------------------------------
 
