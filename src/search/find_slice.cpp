@@ -17,15 +17,11 @@ std::size_t FirstByteOf(const std::string& text, const std::string& separators) 
     return hit == nullptr ? kNotFound
                           : static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
   }
-  // A 256-bit membership set on the stack: one lookup per byte of text, whatever the set's size.
-  unsigned char in_set[256 / 8] = {};
-  for (char c : separators) {
-    const auto b = static_cast<unsigned char>(c);
-    in_set[b >> 3] = static_cast<unsigned char>(in_set[b >> 3] | (1u << (b & 7u)));
-  }
+  // A membership table on the stack: one lookup per byte of text, whatever the set's size.
+  bool in_set[256] = {};
+  for (char c : separators) in_set[static_cast<unsigned char>(c)] = true;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto b = static_cast<unsigned char>(text[i]);
-    if ((in_set[b >> 3] >> (b & 7u)) & 1u) return i;
+    if (in_set[static_cast<unsigned char>(text[i])]) return i;
   }
   return kNotFound;
 }
