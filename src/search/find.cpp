@@ -3,6 +3,8 @@
 
 #include <cstring>
 
+#include "simd.h"
+
 namespace qor {
 namespace internal {
 namespace {
@@ -113,10 +115,52 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
   const auto* p = reinterpret_cast<const unsigned char*>(pattern);
   const std::size_t last_start = n - m;
 
-  // The plain rule: find the pattern's first byte where a match can still start, compare the
-  // whole pattern there (its last byte first), and go on one byte after a failed candidate.
   std::size_t work = 0;
   std::size_t pos = 0;
+#if defined(QORSTL_HAVE_SSE2)
+  // Sixteen starts at a time: a start is a candidate only when both the pattern's first and last
+  // bytes agree with the text there, which real text rarely allows. Where the first byte is rare
+  // (four blocks in a row without it), memchr jumps to its next occurrence instead. The scalar
+  // loop below takes the last starts, fewer than sixteen.
+  if (m >= 2) {
+    const __m128i first = _mm_set1_epi8(static_cast<char>(p[0]));
+    const __m128i last = _mm_set1_epi8(static_cast<char>(p[m - 1]));
+    unsigned blocks_without_first = 0;
+    while (pos + 15 <= last_start) {
+      const __m128i heads =
+          _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos)), first);
+      if (_mm_movemask_epi8(heads) == 0) {
+        if (++blocks_without_first < 4) {
+          pos += 16;
+          continue;
+        }
+        blocks_without_first = 0;
+        const void* hit = std::memchr(t + pos + 16, p[0], last_start - pos - 15);
+        if (hit == nullptr) return kNotFound;
+        pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+        continue;
+      }
+      blocks_without_first = 0;
+      const __m128i tails = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos + m - 1));
+      auto candidates = static_cast<unsigned>(
+          _mm_movemask_epi8(_mm_and_si128(heads, _mm_cmpeq_epi8(tails, last))));
+      while (candidates != 0) {
+        const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
+        if (std::memcmp(t + pos + offset + 1, p + 1, m - 2) == 0) return pos + offset;
+        work += m + kCandidateCost;
+        candidates &= candidates - 1;
+      }
+      pos += 16;
+      if (work > 2 * pos + kWorkSlack) {
+        const std::size_t found = TwoWay(t + pos, n - pos, p, m);
+        return found == kNotFound ? kNotFound : pos + found;
+      }
+    }
+  }
+#endif
+
+  // The plain rule: find the pattern's first byte where a match can still start, compare the
+  // whole pattern there (its last byte first), and go on one byte after a failed candidate.
   while (pos <= last_start) {
     const void* hit = std::memchr(t + pos, p[0], last_start - pos + 1);
     if (hit == nullptr) return kNotFound;
