@@ -135,19 +135,25 @@ TEST(Slice, MatchesModelOnRandomText) {
   }
 }
 
-// Long texts over two or three letters, and patterns cut from them, made periodic or mutated, so
+// Long texts over two to four letters, and patterns cut from them, made periodic or mutated, so
 // that candidates are dense and the search runs through its linear-time fallback too.
 TEST(Find, MatchesNaiveSearchOnRepetitiveText) {
   std::mt19937 rng(11);
   for (int iter = 0; iter < 4000; ++iter) {
-    const std::string letters = iter % 2 ? "ab" : "aab\xC3";
+    // The third alphabet makes 'b' and '\0' rare, so that stretches without them occur.
+    const std::string alphabets[] = {"ab", "aab\xC3", std::string(40, 'a') + "b" + '\0'};
+    const std::string& letters = alphabets[iter % 3];
     std::string text(rng() % 3000, 'a');
     for (char& ch : text) ch = letters[rng() % letters.size()];
     std::string pattern;
     switch (rng() % 3) {
-      case 0:  // a piece of the text
-        pattern = text.substr(text.empty() ? 0 : rng() % text.size(), rng() % 300);
+      case 0: {  // a piece of the text, in rare-letter texts often one that starts rare
+        std::size_t start = text.empty() ? 0 : rng() % text.size();
+        const std::size_t rare = text.find_first_of(std::string("b\0", 2), start);
+        if (iter % 3 == 2 && rare != npos && rng() % 2) start = rare;
+        pattern = text.substr(start, rng() % 300);
         break;
+      }
       case 1: {  // a short seed repeated, as in periodic patterns
         std::string seed(1 + rng() % 4, 'a');
         for (char& ch : seed) ch = letters[rng() % letters.size()];
@@ -158,7 +164,8 @@ TEST(Find, MatchesNaiveSearchOnRepetitiveText) {
         pattern.assign(rng() % 100, 'a');
         break;
     }
-    if (!pattern.empty() && rng() % 2) pattern[rng() % pattern.size()] = letters[rng() % 2];
+    if (!pattern.empty() && rng() % 2)
+      pattern[rng() % pattern.size()] = letters[rng() % letters.size()];
     const std::size_t want = NaiveFind(text, pattern);
     ASSERT_EQ(qor::string_find(text, pattern, true), want) << testing::PrintToString(text) << "\n"
                                                            << testing::PrintToString(pattern);
