@@ -2,6 +2,8 @@
 // the multi-pattern searches on real text.
 #include <string.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <sstream>
 #include <string>

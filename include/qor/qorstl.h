@@ -95,8 +95,7 @@ namespace qor {
 // Three-way comparisons handed to the C library: `case_sensitive` true picks strcmp / strncmp /
 // wcscmp / wcsncmp, false picks their strcasecmp family counterparts (case folded by the current
 // locale). Results from the C library are passed on unchanged, so only their sign means anything.
-// Text is read up to its first zero element: a string holding a zero compares as its part before
-// it.
+// Text is read up to its first zero element: a string holding one compares as its part before it.
 
 // Compares two zero-terminated texts; neither pointer may be null.
 // Example: qor_strcmp("abc", "ABC", false) == 0, qor_strcmp("abc", "ABC", true) > 0.
@@ -163,16 +162,16 @@ QOR_API int string_diff(const std::string& a, const char* b, bool case_sensitive
 // for a null `a`; 0 when the pointer's text ends before b's length. Example: ("abc", "ab") == 99.
 QOR_API int string_diff(const char* a, const std::string& b, bool case_sensitive);
 
-// True when `a` is shorter than `b`. Example: less_len("ab", "cd") and less_len("cd", "ab") are
-// false.
+// True when `a` is shorter than `b`; false both ways for equal lengths.
+// Example: less_len("ab", "cd") and less_len("cd", "ab") are false.
 QOR_API bool less_len(const std::string& a, const std::string& b);
 
-// True when `a` is longer than `b`. Example: great_len("abc", "zz") is true.
+// True when `a` is longer than `b`; false both ways for equal lengths.
+// Example: great_len("abc", "zz") is true.
 QOR_API bool great_len(const std::string& a, const std::string& b);
 
 // True when `a` orders after `b` byte by byte as unsigned values, a proper prefix first (a > b).
-// Zero bytes take part; case counts. Example: greater("b", "abc") and greater("\xC3", "z") are
-// true.
+// Zero bytes take part; case counts. Example: greater("b", "abc"), greater("\xC3", "z") hold.
 QOR_API bool greater(const std::string& a, const std::string& b);
 
 // Index of the first entry of `list` equal to `text` (`match_prefix` false) or that `text` begins
