@@ -1,0 +1,184 @@
+// First occurrence of one pattern: a memchr/memcmp scan, with Two-Way taking over on bad input.
+#include "find.h"
+
+#include <cstring>
+
+#include "simd.h"
+
+namespace qor {
+namespace internal {
+namespace {
+
+constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+
+// The scan charges each candidate it stops at, and each full comparison by the pattern's length.
+// Once the charge outgrows twice the distance covered (plus a slack for short texts), the text is
+// dense with near-matches and Two-Way finishes the search in linear time.
+constexpr std::size_t kCandidateCost = 4;
+constexpr std::size_t kWorkSlack = 256;
+
+// Start of the lexicographically greatest suffix of p[0, m) (the smallest one when `reversed`),
+// and that suffix's period in `period`. Linear time (Crochemore-Perrin).
+std::size_t MaximalSuffix(const unsigned char* p, std::size_t m, bool reversed,
+                          std::size_t& period) {
+  std::size_t best = 0;       // start of the greatest suffix seen so far
+  std::size_t candidate = 1;  // start of the suffix now compared with it
+  std::size_t offset = 0;     // bytes the two agree on so far
+  period = 1;
+  while (candidate + offset < m) {
+    const unsigned char held = p[best + offset];
+    const unsigned char challenger = p[candidate + offset];
+    if (held == challenger) {
+      if (offset + 1 == period) {
+        candidate += period;
+        offset = 0;
+      } else {
+        ++offset;
+      }
+    } else if ((challenger < held) != reversed) {
+      // The challenger loses; every suffix starting up to the mismatch loses with it.
+      candidate += offset + 1;
+      offset = 0;
+      period = candidate - best;
+    } else {
+      best = candidate;
+      candidate = best + 1;
+      offset = 0;
+      period = 1;
+    }
+  }
+  return best;
+}
+
+// Two-Way search (Crochemore-Perrin): the pattern is cut at a critical factorization; the right
+// part is matched left to right, then the left part right to left. At most 2n byte comparisons,
+// constant extra space.
+std::size_t TwoWay(const unsigned char* t, std::size_t n, const unsigned char* p, std::size_t m) {
+  if (m > n) return kNotFound;
+  std::size_t period_fwd = 0;
+  std::size_t period_rev = 0;
+  const std::size_t split_fwd = MaximalSuffix(p, m, false, period_fwd);
+  const std::size_t split_rev = MaximalSuffix(p, m, true, period_rev);
+  const std::size_t split = split_fwd > split_rev ? split_fwd : split_rev;
+  std::size_t period = split_fwd > split_rev ? period_fwd : period_rev;
+  const std::size_t last_start = n - m;
+
+  if (std::memcmp(p, p + period, split) == 0) {
+    // Periodic pattern: after a full match of the right part, the next `m - period` bytes of the
+    // window are known to match and are not compared again.
+    std::size_t known = 0;
+    std::size_t pos = 0;
+    while (pos <= last_start) {
+      std::size_t i = split > known ? split : known;
+      while (i < m && p[i] == t[pos + i]) ++i;
+      if (i < m) {
+        pos += i - split + 1;
+        known = 0;
+        continue;
+      }
+      std::size_t k = split;
+      while (k > known && p[k - 1] == t[pos + k - 1]) --k;
+      if (k <= known) return pos;
+      pos += period;
+      known = m - period;
+    }
+    return kNotFound;
+  }
+
+  // No large period: a mismatch in the left part allows a shift past the longer part.
+  period = (split > m - split ? split : m - split) + 1;
+  std::size_t pos = 0;
+  while (pos <= last_start) {
+    std::size_t i = split;
+    while (i < m && p[i] == t[pos + i]) ++i;
+    if (i < m) {
+      pos += i - split + 1;
+      continue;
+    }
+    std::size_t k = split;
+    while (k > 0 && p[k - 1] == t[pos + k - 1]) --k;
+    if (k == 0) return pos;
+    pos += period;
+  }
+  return kNotFound;
+}
+
+}  // namespace
+
+std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
+                      std::size_t pattern_len) {
+  const std::size_t n = text_len;
+  const std::size_t m = pattern_len;
+  if (m == 0) return 0;
+  if (m > n) return kNotFound;
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
+  const std::size_t last_start = n - m;
+
+  std::size_t work = 0;
+  std::size_t pos = 0;
+#if defined(QORSTL_HAVE_SSE2)
+  // Sixteen starts at a time: a start is a candidate only when both the pattern's first and last
+  // bytes agree with the text there, which real text rarely allows. Where the first byte is rare
+  // (four blocks in a row without it), memchr jumps to its next occurrence instead. The scalar
+  // loop below takes the last starts, fewer than sixteen.
+  if (m >= 2) {
+    const __m128i first = _mm_set1_epi8(static_cast<char>(p[0]));
+    const __m128i last = _mm_set1_epi8(static_cast<char>(p[m - 1]));
+    unsigned blocks_without_first = 0;
+    while (pos + 15 <= last_start) {
+      const __m128i heads =
+          _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos)), first);
+      if (_mm_movemask_epi8(heads) == 0) {
+        if (++blocks_without_first < 4) {
+          pos += 16;
+          continue;
+        }
+        blocks_without_first = 0;
+        const void* hit = std::memchr(t + pos + 16, p[0], last_start - pos - 15);
+        if (hit == nullptr) return kNotFound;
+        pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+        continue;
+      }
+      blocks_without_first = 0;
+      const __m128i tails = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos + m - 1));
+      auto candidates = static_cast<unsigned>(
+          _mm_movemask_epi8(_mm_and_si128(heads, _mm_cmpeq_epi8(tails, last))));
+      while (candidates != 0) {
+        const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
+        if (std::memcmp(t + pos + offset + 1, p + 1, m - 2) == 0) return pos + offset;
+        work += m + kCandidateCost;
+        candidates &= candidates - 1;
+      }
+      pos += 16;
+      if (work > 2 * pos + kWorkSlack) {
+        const std::size_t found = TwoWay(t + pos, n - pos, p, m);
+        return found == kNotFound ? kNotFound : pos + found;
+      }
+    }
+  }
+#endif
+
+  // The plain rule: find the pattern's first byte where a match can still start, compare the
+  // whole pattern there (its last byte first), and go on one byte after a failed candidate.
+  while (pos <= last_start) {
+    const void* hit = std::memchr(t + pos, p[0], last_start - pos + 1);
+    if (hit == nullptr) return kNotFound;
+    pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+    if (t[pos + m - 1] == p[m - 1]) {
+      if (m <= 2 || std::memcmp(t + pos + 1, p + 1, m - 2) == 0) return pos;
+      work += m;
+    }
+    work += kCandidateCost;
+    ++pos;
+    if (work > 2 * pos + kWorkSlack) {
+      // No occurrence starts before pos; Two-Way finds the first one from there.
+      const std::size_t found = TwoWay(t + pos, n - pos, p, m);
+      return found == kNotFound ? kNotFound : pos + found;
+    }
+  }
+  return kNotFound;
+}
+
+}  // namespace internal
+}  // namespace qor
