@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "encoding/encoding_test_util.h"
+#include "test_util.h"
 #include "qor/qorstl.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "encoding/encoding_test_util.h"
+#include "test_util.h"
 #include "encoding/facet_converter.h"
 #include "qor/qorstl.h"
 

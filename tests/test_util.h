@@ -1,11 +1,13 @@
-// Helpers shared by the conversion tests: readable dumps, wide strings from 32-bit values, files.
-#ifndef QORSTL_TESTS_ENCODING_ENCODING_TEST_UTIL_H_
-#define QORSTL_TESTS_ENCODING_ENCODING_TEST_UTIL_H_
+// Helpers shared by the tests: readable dumps, wide strings from 32-bit values, files, corpus text
+// and random strings over a small alphabet.
+#ifndef QORSTL_TESTS_TEST_UTIL_H_
+#define QORSTL_TESTS_TEST_UTIL_H_
 
 #include <cstdint>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -34,9 +36,22 @@ inline std::string ReadFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// A corpus file from the shared text beside the project, or the empty string when it is absent.
+inline std::string Corpus(const std::string& name) {
+  return ReadFile(std::string(QORSTL_CORPUS_DIR) + "/" + name);
+}
+
+// A string of up to `max_size` bytes drawn from `alphabet`, so that repeats and overlaps abound.
+inline std::string RandomFrom(std::mt19937& rng, const std::string& alphabet,
+                              std::size_t max_size) {
+  std::string s(rng() % (max_size + 1), '\0');
+  for (char& c : s) c = alphabet[rng() % alphabet.size()];
+  return s;
+}
+
 const std::wstring kFromBytesError = L"wstring_convert: from_bytes error";
 const std::string kToBytesError = "wstring_convert: to_bytes error";
 
 }  // namespace qor_test
 
-#endif  // QORSTL_TESTS_ENCODING_ENCODING_TEST_UTIL_H_
+#endif  // QORSTL_TESTS_TEST_UTIL_H_
