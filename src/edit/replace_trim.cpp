@@ -3,64 +3,23 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
+#include "find.h"
 #include "qor/qorstl.h"
 
 namespace {
 
 constexpr std::size_t kNotFound = std::string::npos;
 
-// Finds a pattern in a text, left to right, in time linear in the text whatever the pattern.
-// While no part of the pattern is matched, memchr jumps to the next occurrence of its first byte;
-// from there a Knuth-Morris-Pratt automaton follows the partial match byte by byte, and on a
-// mismatch falls back to the longest border instead of stepping back in the text. Comparing the
-// whole pattern at each candidate would be quadratic for 'aa…ab' in 'aaaa…'.
-class Finder {
- public:
-  explicit Finder(const std::string& pattern)
-      : pattern_(reinterpret_cast<const unsigned char*>(pattern.data())), size_(pattern.size()) {
-    if (size_ < 2) return;
-    // border_[i]: length of the longest proper prefix of pattern[0, i] that is also its suffix.
-    border_.assign(size_, 0);
-    std::size_t k = 0;
-    for (std::size_t i = 1; i < size_; ++i) {
-      while (k > 0 && pattern_[i] != pattern_[k]) k = border_[k - 1];
-      if (pattern_[i] == pattern_[k]) ++k;
-      border_[i] = k;
-    }
-  }
-
-  // Position of the first occurrence that begins at or after `from` and lies wholly inside
-  // text[0, size); kNotFound when there is none. Reads no byte before `from`.
-  std::size_t Find(const char* text, std::size_t size, std::size_t from) const {
-    if (size < size_ || from > size - size_) return kNotFound;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-    const std::size_t last_start = size - size_;  // last position where the pattern still fits
-    std::size_t pos = from;                       // next byte to read
-    std::size_t matched = 0;  // pattern[0, matched) == bytes[pos - matched, pos)
-    for (;;) {
-      if (matched == 0) {
-        if (pos > last_start) return kNotFound;
-        const void* hit = std::memchr(bytes + pos, pattern_[0], last_start - pos + 1);
-        if (hit == nullptr) return kNotFound;
-        pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - bytes) + 1;
-        matched = 1;
-      } else {
-        if (pos - matched > last_start) return kNotFound;
-        const unsigned char byte = bytes[pos++];
-        while (matched > 0 && pattern_[matched] != byte) matched = border_[matched - 1];
-        if (pattern_[matched] == byte) ++matched;
-      }
-      if (matched == size_) return pos - size_;
-    }
-  }
-
- private:
-  const unsigned char* pattern_;
-  std::size_t size_;
-  std::vector<std::size_t> border_;
-};
+// First occurrence of `pattern` that begins at or after `from` and lies wholly inside
+// text[0, size), or kNotFound; linear in the bytes searched, no allocation.
+std::size_t FindFrom(const char* text, std::size_t size, std::size_t from,
+                     const std::string& pattern) {
+  if (from > size) return kNotFound;
+  const std::size_t pos =
+      qor::internal::FindFirst(text + from, size - from, pattern.data(), pattern.size());
+  return pos == kNotFound ? kNotFound : from + pos;
+}
 
 // Membership table for a set of byte values given as a string.
 class ByteSet {
@@ -90,7 +49,6 @@ void string_replace(std::string& text, const std::string& from, const std::strin
     string_replace(text, from_copy, to_copy);
     return;
   }
-  const Finder finder(from);
   const std::size_t from_size = from.size();
   const std::size_t to_size = to.size();
   const std::size_t old_size = text.size();
@@ -100,8 +58,8 @@ void string_replace(std::string& text, const std::string& from, const std::strin
     // the bytes still to be searched are never overwritten.
     std::size_t read = 0, write = 0;
     char* data = &text[0];
-    for (std::size_t match = finder.Find(data, old_size, 0); match != kNotFound;
-         match = finder.Find(data, old_size, read)) {
+    for (std::size_t match = FindFrom(data, old_size, 0, from); match != kNotFound;
+         match = FindFrom(data, old_size, read, from)) {
       std::memmove(data + write, data + read, match - read);
       write += match - read;
       if (to_size > 0) std::memcpy(data + write, to.data(), to_size);
@@ -119,8 +77,8 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   // position starts count * growth bytes behind the read position and catches up by exactly
   // `growth` per occurrence, so it never overtakes the bytes still to be read.
   std::size_t count = 0;
-  for (std::size_t match = finder.Find(text.data(), old_size, 0); match != kNotFound;
-       match = finder.Find(text.data(), old_size, match + from_size)) {
+  for (std::size_t match = FindFrom(text.data(), old_size, 0, from); match != kNotFound;
+       match = FindFrom(text.data(), old_size, match + from_size, from)) {
     ++count;
   }
   if (count == 0) return;
@@ -132,7 +90,7 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   std::memmove(data + (new_size - old_size), data, old_size);
   std::size_t read = new_size - old_size, write = 0;
   for (std::size_t left = count; left > 0; --left) {
-    const std::size_t match = finder.Find(data, new_size, read);
+    const std::size_t match = FindFrom(data, new_size, read, from);
     std::memmove(data + write, data + read, match - read);
     write += match - read;
     std::memcpy(data + write, to.data(), to_size);
