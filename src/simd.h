@@ -54,6 +54,58 @@ inline std::size_t AsciiRunToWide(const unsigned char* p, std::size_t avail, wch
   return i + AsciiRunToWideScalar(p + i, limit - i, out != nullptr ? out + i : nullptr, limit - i);
 }
 
+// Decodes the 16 bytes at p when they are only bytes 01..7F and complete two-byte sequences
+// C2..DF 80..BF (most of Latin, Greek, Cyrillic, Hebrew and Arabic text), each to the one element
+// the scalar decoder gives it in every mode. A lead in the last byte is left for the next call.
+// Returns the bytes used (15 or 16) and sets `elements` to the elements produced, which are
+// written to `out` unless it is null. Returns 0, having written nothing, when the block holds any
+// other byte, no lead, or `room` is not larger than its element count: the caller's other paths
+// then take over.
+// p must start a character, and 16 bytes must be readable there.
+inline std::size_t TwoByteBlockToWide(const unsigned char* p, wchar_t* out, std::size_t room,
+                                      std::size_t& elements) {
+#if defined(QORSTL_HAVE_SSE2)
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  // As signed bytes, continuations 80..BF are below -64 and the leads C2..DF lie in -62..-33.
+  const unsigned continuations =
+      static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(v, _mm_set1_epi8(-64))));
+  const unsigned leads = static_cast<unsigned>(_mm_movemask_epi8(
+      _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8(-63)), _mm_cmplt_epi8(v, _mm_set1_epi8(-32)))));
+  const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(v));
+  const unsigned zeros =
+      static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())));
+  // Every high byte is a lead or a continuation, and continuations stand exactly after leads.
+  // A block without leads is left to the faster ASCII path.
+  if (leads == 0 || zeros != 0 || high != (leads | continuations) ||
+      continuations != ((leads << 1) & 0xFFFFu)) {
+    return 0;
+  }
+  const std::size_t used = (leads & 0x8000u) != 0 ? 15 : 16;
+  std::size_t count = used;
+  for (unsigned bits = continuations; bits != 0; bits &= bits - 1) --count;
+  if (out != nullptr) {
+    if (room <= count) return 0;
+    unsigned char bytes[17];
+    for (std::size_t i = 0; i < 16; ++i) bytes[i] = p[i];
+    bytes[16] = 0;
+    // One store per byte; a continuation's store is overwritten by the next element (hence the
+    // room for one more), so the loop has no branch on the byte's kind.
+    std::size_t k = 0;
+    for (std::size_t i = 0; i < used; ++i) {
+      const unsigned b = bytes[i];
+      const unsigned value = b >= 0xC0 ? ((b & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu) : b;
+      out[k] = static_cast<wchar_t>(value);
+      k += (b & 0xC0u) != 0x80u;
+    }
+  }
+  elements = count;
+  return used;
+#else
+  (void)p, (void)out, (void)room, (void)elements;
+  return 0;
+#endif
+}
+
 // Length of the leading run of elements 1..7F in p[0, avail), at most `room`; when `out` is not
 // null the run is also narrowed into out[0, run). Zero, negative and larger elements end the run.
 inline std::size_t AsciiRunToNarrowScalar(const wchar_t* p, std::size_t avail, unsigned char* out,

@@ -124,6 +124,21 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
       continue;
     }
 
+    if (end != nullptr && b >= 0xC2 && b <= 0xDF) {
+      // Text of one- and two-byte characters goes 16 bytes at a time while it lasts.
+      bool advanced = false;
+      std::size_t added = 0, used = 0;
+      while (end - p >= 16 &&
+             (used = qor::internal::TwoByteBlockToWide(
+                  p, out, out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX,
+                  added)) != 0) {
+        p += used;
+        count += added;
+        if (out != nullptr) out += added;
+        advanced = true;
+      }
+      if (advanced) continue;
+    }
     if (!lenient && StrictlyRefused(b)) return 0;
     if (b == 0) return count;
     const unsigned n = kSequenceLengths.of[b];

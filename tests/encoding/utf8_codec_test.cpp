@@ -195,6 +195,7 @@ TEST(CodecModel, BothDirectionsMatchTheRulesOnRandomInput) {
     for (int i = rng() % 24; i > 0; --i) {
       const unsigned kind = rng() % 8;
       if (kind == 0) s.append(rng() % 40, 'a'), u.insert(u.end(), rng() % 40, 'b');  // block paths
+      for (int j = kind == 0 ? rng() % 24 : 0; j > 0; --j) s += rng() % 3 ? "\xD0\xB0" : "z";
       if (kind == 1) u.push_back(static_cast<std::uint32_t>(rng()));
       if (kind >= 2) s += picks[rng() % picks.size()], u.push_back(values[rng() % 16] + rng() % 2);
       if (kind >= 2 && kind < 5) s += char(0x80 | rng() % 64), s += char(0x80 | rng() % 64);
