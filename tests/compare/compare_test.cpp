@@ -1,134 +1,115 @@
-// Tests of the three-way comparisons on pointers and strings, and of string_containsIgnoreCase.
+// The comparisons, string_diff, the ordering predicates, string_compare_one_of and
+// string_containsIgnoreCase: one table of behaviour, and the family against a model over random
+// short texts.
+#include <algorithm>
 #include <climits>
-#include <random>
-#include <string>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
 #include "qor/qorstl.h"
+#include "test_util.h"
 
-namespace {
+const auto Sign = [](int v) { return (v > 0) - (v < 0); };
+constexpr int kMore = 999;  // a table entry of +-kMore promises only the sign
+const auto Diff = [](int got, int want) { return want % kMore ? got : Sign(got) * kMore; };
 
-int Sign(int v) {
-  return (v > 0) - (v < 0);
-}
-
-std::wstring Widen(const std::string& s) {
-  std::wstring w;
-  for (unsigned char c : s) w.push_back(static_cast<wchar_t>(c));
-  return w;
-}
-
-constexpr int kWhole = INT_MAX;  // marks the unbounded comparisons in the table below
-
-TEST(Compare, FlagPicksExactOrFoldedComparison) {
-  struct Case {
-    std::string a, b;
-    int n;  // count for the bounded forms, kWhole for the unbounded ones
-    int exact, folded;
-  };
+TEST(Compare, TableOfBehaviour) {
+  // clang-format off
+  // n: the count for the bounded forms; INT_MAX or a negative one also checks the unbounded ones.
+  // exact, folded: signs of the comparisons with case_sensitive true and false. contains:
+  // string_containsIgnoreCase(a, b). two, ptr: string_diff(a, b, false), and with b's text as a
+  // pointer; with the pointer first it is -ptr. len: great_len(a, b) - less_len(a, b).
+  struct Case { std::string a, b; int n, exact, folded; bool contains; int two, ptr, len; bool greater; };
   const Case cases[] = {
-      {"abc", "ABC", kWhole, 1, 0},
-      {"Apple", "apple", kWhole, -1, 0},
-      {"[", "A", kWhole, 1, -1},  // folding is to lower case: '[' sorts between 'A' and 'a'
-      {"", "", kWhole, 0, 0},
-      {"a", "", kWhole, 1, 1},
-      {"ab", "abc", kWhole, -1, -1},
-      {"\xC3", "a", kWhole, 1, 1},  // bytes compare as unsigned values
-      {std::string("ab\0x", 4), std::string("ab\0y", 4), kWhole, 0, 0},  // zero ends the text
-      {"abcd", "abcx", 3, 0, 0},
-      {"abcd", "ABCX", 4, 1, -1},
-      {"abc", "xyz", 0, 0, 0},
-      {"ab1", "ab2", 2, 0, 0},
-      {"ab1", "ab2", 3, -1, -1},  // counts characters, not bytes, in the wide form
-      {"abc", "abd", -1, -1, -1},
-      {"abc", "ABD", INT_MIN, 1, -1},  // a negative count compares like the unbounded form
+      {"abc", "ABC", INT_MAX, 1, 0, true, 0, 0, 0, true},
+      {"[", "A", INT_MAX, 1, -1, false, -kMore, -kMore, 0, true},  // folding is to lower case
+      {"", "a", INT_MAX, -1, -1, false, -1, -97, -1, false},  // an empty text contains nothing
+      {"ab", "ab\xC3\xA9", INT_MAX, -1, -1, false, -2, -195, -1, false},  // next byte unsigned
+      {"AB", "abZ", INT_MAX, -1, -1, false, -1, -90, -1, false},  // the next byte is not folded
+      {"\xC3", "a", INT_MAX, 1, 1, false, kMore, kMore, 0, true},  // bytes are unsigned values
+      {"\xC4", "\xE4", INT_MAX, -1, -1, false, -kMore, -kMore, 0, false},  // no folding at 0x80 up
+      {std::string("ab\0cd", 5), "ab", INT_MAX, 0, 0, true, 3, 0, 1, true},  // zero ends a text
+      {"abcD", "ABCx", 3, 1, 0, false, -kMore, -kMore, 0, true},  // wide forms count characters
+      {"abc", "", 0, 0, 0, false, 3, kMore, 1, true},  // an empty part is never contained
+      {"abc", "ABD", INT_MIN, 1, -1, false, -kMore, -kMore, 0, true},
   };
+  // clang-format on
+  auto one_of = [](const std::string& text, const std::vector<std::string>& list) {
+    return std::make_pair(qor::string_compare_one_of(text, list, false),
+                          qor::string_compare_one_of(text, list, true));
+  };
+  EXPECT_EQ(one_of("ab", {}), std::make_pair(-1, -1));
+  EXPECT_EQ(one_of("any", {"", "any"}), std::make_pair(1, 0));  // an empty entry prefixes any text
+  EXPECT_EQ(one_of({"a\0b", 3}, {{"a\0c", 3}, {"a\0", 2}, "a"}), std::make_pair(-1, 1));
+  EXPECT_EQ(one_of("abc", {"abd", "Abc", "abc", "abc"}), std::make_pair(2, 2));
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.a + " / " + c.b + " n=" + std::to_string(c.n));
-    const std::wstring wa = Widen(c.a), wb = Widen(c.b);
-    for (bool exact : {true, false}) {
-      const int want = exact ? c.exact : c.folded;
-      if (c.n == kWhole) {
-        EXPECT_EQ(Sign(qor::qor_strcmp(c.a.c_str(), c.b.c_str(), exact)), want);
-        EXPECT_EQ(Sign(qor::qor_wcscmp(wa.c_str(), wb.c_str(), exact)), want);
-        EXPECT_EQ(Sign(qor::string_compare(c.a, c.b, exact)), want);
-        EXPECT_EQ(Sign(qor::string_compare(c.a, c.b.c_str(), exact)), want);
-        EXPECT_EQ(Sign(qor::string_compare(c.a.c_str(), c.b, exact)), want);
-        EXPECT_EQ(Sign(qor::wstring_compare(wa, wb, exact)), want);
-        EXPECT_EQ(Sign(qor::wstring_compare(wa, wb.c_str(), exact)), want);
-        EXPECT_EQ(Sign(qor::wstring_compare(wa.c_str(), wb, exact)), want);
-      } else {
-        EXPECT_EQ(Sign(qor::qor_strncmp(c.a.c_str(), c.b.c_str(), c.n, exact)), want);
-        EXPECT_EQ(Sign(qor::qor_wsncmp(wa.c_str(), wb.c_str(), c.n, exact)), want);
-      }
+    SCOPED_TRACE(testing::PrintToString(std::make_tuple(c.a, c.b, c.n)));
+    std::wstring wa(c.a.begin(), c.a.end()), wb(c.b.begin(), c.b.end());
+    for (std::wstring* w : {&wa, &wb})
+      for (wchar_t& ch : *w) ch &= 0xFF;  // bytes' values
+    const char *a = c.a.c_str(), *b = c.b.c_str();
+    const std::vector<char> text(b, b + std::strlen(b) + 1);  // no byte past the terminator
+    const wchar_t *pa = wa.c_str(), *pb = wb.c_str();
+    EXPECT_EQ(qor::string_containsIgnoreCase(c.a, c.b), c.contains);
+    EXPECT_EQ(Diff(qor::string_diff(c.a, c.b, false), c.two), c.two);
+    EXPECT_EQ(Diff(qor::string_diff(c.a, text.data(), false), c.ptr), c.ptr);
+    EXPECT_EQ(Diff(qor::string_diff(text.data(), c.a, false), -c.ptr), -c.ptr);
+    EXPECT_EQ(qor::great_len(c.a, c.b) - qor::less_len(c.a, c.b), c.len);
+    EXPECT_EQ(qor::greater(c.a, c.b), c.greater);
+    for (bool cs : {true, false}) {
+      const std::vector<int> got = {
+          qor::qor_strncmp(a, b, c.n, cs),   qor::qor_wsncmp(pa, pb, c.n, cs),
+          qor::qor_strcmp(a, b, cs),         qor::qor_wcscmp(pa, pb, cs),
+          qor::string_compare(c.a, c.b, cs), qor::string_compare(c.a, b, cs),
+          qor::string_compare(a, c.b, cs),   qor::wstring_compare(wa, wb, cs),
+          qor::wstring_compare(wa, pb, cs),  qor::wstring_compare(pa, wb, cs)};
+      // The bounded forms, and all forms when the count leaves them unbounded.
+      for (std::size_t i = 0; i < (c.n == INT_MAX || c.n < 0 ? 10u : 2u); ++i)
+        EXPECT_EQ(Sign(got[i]), cs ? c.exact : c.folded) << cs << i;
+      const std::vector<int> null_answers = {
+          // each negated where the null pointer comes first
+          qor::string_compare(c.a, nullptr, cs), -qor::string_compare(nullptr, c.a, cs),
+          qor::wstring_compare(wa, nullptr, cs), -qor::wstring_compare(nullptr, wa, cs),
+          qor::string_diff(c.a, nullptr, cs),    -qor::string_diff(nullptr, c.a, cs)};
+      EXPECT_EQ(null_answers, std::vector<int>(6, int(c.a.size()))) << cs;
     }
   }
 }
 
-TEST(Compare, NullPointerAnswersWithTheLength) {
-  for (const std::string s : {"", "hello", "h\xC3\xA9llo"}) {
-    const std::wstring w = Widen(s);
-    const int len = static_cast<int>(s.size()), wlen = static_cast<int>(w.size());
-    for (bool exact : {true, false}) {
-      SCOPED_TRACE(s);
-      EXPECT_EQ(qor::string_compare(s, nullptr, exact), len);
-      EXPECT_EQ(qor::string_compare(nullptr, s, exact), -len);
-      EXPECT_EQ(qor::wstring_compare(w, nullptr, exact), wlen);
-      EXPECT_EQ(qor::wstring_compare(nullptr, w, exact), -wlen);
-    }
-  }
+// Model: bytes as unsigned values, ASCII letters folded to lower case unless case-sensitive.
+const auto Fold = [](unsigned char c, bool cs) { return cs || c < 'A' || c > 'Z' ? +c : c + 32; };
+
+// Sign of comparing the zero-terminated texts x and y over at most n bytes.
+static int ModelCompare(const char* x, const char* y, std::size_t n, bool cs) {
+  for (std::size_t i = 0; i < n && (i == 0 || x[i - 1] != '\0'); ++i)
+    if (Fold(x[i], cs) != Fold(y[i], cs)) return Fold(x[i], cs) < Fold(y[i], cs) ? -1 : 1;
+  return 0;
 }
 
-TEST(ContainsIgnoreCase, FoldsAsciiLettersOnly) {
-  struct Case {
-    std::string text, part;
-    bool expected;
-  };
-  const Case cases[] = {
-      {"Hello World", "WORLD", true},
-      {"Hello World", "o w", true},
-      {"Hello", "", false},
-      {"", "", false},
-      {"", "a", false},
-      {"abc", "abcd", false},
-      {"\xC3\x84", "\xC3\xA4", false},  // no folding above 0x7F
-      {"x\xC3\x84y", "\xC3\x84Y", true},
-      {std::string("A\0B", 3), std::string("a\0b", 3), true},
-      {std::string("A\0B", 3), "ab", false},
-      {"aaaB", "AAB", true},
-      {"[", "{", false},  // only letters fold
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(qor::string_containsIgnoreCase(c.text, c.part), c.expected)
-        << c.text << " / " << c.part;
+TEST(Compare, MatchesModelOnRandomText) {
+  const std::string alphabet("aAb\xC3\xE3\0", 6);
+  std::mt19937 rng(7);
+  for (int iter = 0; iter < 20000 && !HasFailure(); ++iter) {
+    const int n = int(rng() % 8) - 2, cs = int(rng() % 2);
+    const std::string a = qor_test::RandomFrom(rng, alphabet, 4),
+                      b = qor_test::RandomFrom(rng, alphabet, 4),
+                      t = qor_test::RandomFrom(rng, alphabet.substr(0, 5), 5);
+    // The pointer's text in a block ending at its terminator, so that the sanitizer build reports
+    // any read past it.
+    const std::vector<char> ptr(t.c_str(), t.c_str() + t.size() + 1);
+    SCOPED_TRACE(testing::PrintToString(std::make_tuple(a, b, t, n, cs)));
+    EXPECT_EQ(Sign(qor::qor_strncmp(a.c_str(), b.c_str(), n, cs)),
+              ModelCompare(a.c_str(), b.c_str(), n < 0 ? SIZE_MAX : std::size_t(n), cs));
+    int two = ModelCompare(a.c_str(), b.c_str(), std::min(a.size(), b.size()), cs) * kMore;
+    if (two == 0) two = int(a.size()) - int(b.size());
+    EXPECT_EQ(Diff(qor::string_diff(a, b, cs), two), two);
+    int second = ModelCompare(a.c_str(), ptr.data(), a.size(), cs) * kMore;
+    if (second == 0 && a.find('\0') == std::string::npos) second = -(unsigned char)ptr[a.size()];
+    EXPECT_EQ(Diff(qor::string_diff(a, ptr.data(), cs), second), second);
+    EXPECT_EQ(qor::greater(a, b), b < a);  // std::string orders bytes as unsigned values
+    auto same = [](char x, char y) { return Fold(x, false) == Fold(y, false); };
+    EXPECT_EQ(qor::string_containsIgnoreCase(a, b),
+              !b.empty() && std::search(a.begin(), a.end(), b.begin(), b.end(), same) != a.end());
   }
 }
-
-TEST(ContainsIgnoreCase, MatchesModelOnRandomText) {
-  auto fold = [](std::string s) {
-    for (char& ch : s) ch = (ch >= 'A' && ch <= 'Z') ? char(ch - 'A' + 'a') : ch;
-    return s;
-  };
-  auto model = [&](const std::string& text, const std::string& part) {
-    const std::string t = fold(text), p = fold(part);
-    if (t.empty() || p.empty()) return false;
-    for (std::size_t i = 0; i + p.size() <= t.size(); ++i)
-      if (t.compare(i, p.size(), p) == 0) return true;
-    return false;
-  };
-  const char alphabet[] = {'a', 'A', 'b', 'B', '\0', '\xC3', '\xE3', '@'};
-  std::mt19937 rng(31);
-  auto random_string = [&](std::size_t max_len) {
-    std::string s(rng() % (max_len + 1), ' ');
-    for (char& ch : s) ch = alphabet[rng() % sizeof alphabet];
-    return s;
-  };
-  for (int iter = 0; iter < 20000; ++iter) {
-    const std::string text = random_string(12), part = random_string(4);
-    ASSERT_EQ(qor::string_containsIgnoreCase(text, part), model(text, part))
-        << testing::PrintToString(text) << " / " << testing::PrintToString(part);
-  }
-}
-
-}  // namespace

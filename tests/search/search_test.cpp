@@ -1,0 +1,123 @@
+// The searches (string_find for one pattern or a list, string_seq_find, string_find_first_one_of)
+// and the slicers: tables of behaviour, models over random input, and adversarial input.
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "qor/qorstl.h"
+#include "test_util.h"
+
+using List = std::vector<std::string>;
+constexpr std::size_t npos = std::string::npos;
+constexpr int kSeq = 100, kEarliest = 101;  // string_seq_find, string_find_first_one_of
+
+// Runs the search `which` names (kSeq, kEarliest or a mode of string_find): position and index,
+// -7 for an index left unwritten.
+static std::pair<std::size_t, long long> Search(int which, const std::string& t, const List& p) {
+  int i = -7;
+  unsigned u = 12345;
+  if (which == kEarliest) return {qor::string_find_first_one_of(t, p, i), i};
+  return {which == kSeq ? qor::string_seq_find(t, p, u) : qor::string_find(t, p, u, which), u};
+}
+
+// string_find and both slicers on `text` and `sep`, against `at` (the separator's first occurrence)
+// and `oneof` (the text's first byte in the set); the slicers write into a separate `right` and
+// into the text itself.
+static void ExpectCuts(const std::string& text, const std::string& sep, size_t at, size_t oneof) {
+  SCOPED_TRACE(qor_test::Hex(text.substr(0, 40)) + " / " + qor_test::Hex(sep.substr(0, 40)));
+  EXPECT_EQ(qor::string_find(text, sep, true), at);
+  EXPECT_EQ(qor::string_find(text, sep, false), at == npos ? npos : at + sep.size());
+  for (int k = 0; k < 4; ++k) {
+    std::string left = "old", right = "old", t = text, &r = k % 2 ? t : right;
+    const std::size_t want = k < 2 ? at : oneof;
+    EXPECT_EQ((k < 2 ? qor::string_slice2 : qor::string_slice_oneof2)(t, sep, left, r), want) << k;
+    EXPECT_EQ(left, text.substr(0, want)) << k;
+    EXPECT_EQ(r, want == npos ? "" : text.substr(want + (k < 2 ? sep.size() : 1))) << k;
+  }
+}
+
+TEST(Search, TableOfBehaviour) {
+  // clang-format off
+  // at: where string_find finds `pat` and string_slice2 cuts; oneof: where string_slice_oneof2 cuts
+  // at a byte of the set `pat`.
+  struct Find { std::string text, pat; std::size_t at, oneof; };
+  const Find finds[] = {
+      {"abcabc", "bc", 1, 1},
+      {"abc", "", 0, npos},  // an empty pattern occurs at 0; an empty set never cuts
+      {"", "", 0, npos},
+      {"ab", "abc", npos, 0},
+      {"abc", "B", npos, npos},
+      {std::string("a\0b", 3), std::string("\0b", 2), 1, 1},
+      {"x\xC3\xA9y", "\xA9", 2, 2},  // bytes, not characters
+      {"a=b:c", ":=", npos, 1},  // the first byte of the text in the set, not of the set
+  };
+  // which: the searches run (kSeq, kEarliest or a mode of string_find); index -7: left unwritten
+  struct Multi { std::string text; List patterns; std::vector<int> which; std::size_t pos; long long index; };
+  const Multi multis[] = {
+      {"xx bc abc", {"abc", "bc"}, {kSeq, 2, 3, 0, -1, 5}, 6, 0},
+      {"xx bc abc", {"abc", "bc"}, {kEarliest, 1, 4}, 3, 1},
+      {"abb", {"x", "bb", "y", "bb"}, {2, 4}, 1, 1},  // the first equal entry of the caller's list
+      {"bbzz", {"zz", "bb"}, {1, 2, kSeq}, 2, 0},  // equal lengths keep list order
+      {"abc", {}, {kSeq, 0, 1, 2, 3, 4}, npos, 0},
+      {"abc", {}, {kEarliest}, npos, -7},
+      {"abc", {"x", "yy", "zzz"}, {kSeq, 1, 2, 3, 4, 9}, npos, 3},
+      {"abc", {"x", "yy", "zzz"}, {kEarliest}, npos, 0},
+      {"", {"a", ""}, {kSeq, kEarliest, 0, 1, 2, 3, 4}, 0, 1},
+      {"\xC3x a", {"\xC3", "a"}, {3}, 3, 1},  // high bytes order after ASCII
+  };
+  // clang-format on
+  for (const Find& c : finds) ExpectCuts(c.text, c.pat, c.at, c.oneof);
+  // Every candidate agrees with the text for a long stretch: the long-pattern path must still find
+  // exactly the first occurrence (its speed is benchmarked).
+  const std::string run(100000, 'a'), text(2000000, 'a');
+  for (const std::string& pattern : {run + "b" + run, "a" + run + "b", run + "ba"}) {
+    EXPECT_EQ(qor::string_find(text, pattern, true), npos);
+    EXPECT_EQ(qor::string_find(text + pattern, pattern, true), text.size());
+  }
+  for (const Multi& c : multis)
+    for (int which : c.which)
+      EXPECT_EQ(Search(which, c.text, c.patterns), std::make_pair(c.pos, c.index))
+          << qor_test::Hex(c.text) << " which=" << which;
+}
+
+// Short texts and lists over a tiny alphabet; every eighth text is long, over two to four letters,
+// with patterns cut from it, periodic or mutated, so that candidates are dense and the search runs
+// through the sixteen-at-a-time scan and the Two-Way fallback. The last alphabet makes 'b' and '\0'
+// rare, so that stretches without them occur, and pieces of it often start with the rare 'b'.
+TEST(Search, MatchesModelOnRandomInput) {
+  const std::string alphabets[] = {std::string("ab\0\xC3", 4), "ab", "aab\xC3",
+                                   std::string(40, 'a') + "b" + '\0'};
+  std::mt19937 rng(2024);
+  for (int iter = 0; iter < 16000 && !HasFailure(); ++iter) {
+    const bool big = iter % 8 == 0;
+    const std::string& letters = alphabets[big ? 1 + iter / 8 % 3 : 0];
+    const std::string text = qor_test::RandomFrom(rng, letters, big ? 3000 : 14);
+    List patterns(rng() % (iter % 8 == 1 ? 40 : 6));  // long lists reach the sort's merging
+    for (std::string& p : patterns) {                 // a piece of the text, often from a 'b'
+      std::size_t start = text.empty() ? 0 : rng() % text.size();
+      if (rng() % 2) start = std::min(text.find('b', start), text.size());
+      p = text.substr(start, rng() % (big ? 300 : 5));
+      const std::string seed = p.substr(0, 1 + rng() % 4);  // or that piece's start repeated
+      if (const std::size_t len = rng() % (big ? 200 : 6); !seed.empty() && rng() % 2)
+        for (p = seed; p.size() < len;) p += seed;
+      if (!p.empty() && rng() % 2) p[rng() % p.size()] = letters[rng() % letters.size()];
+    }
+    SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(patterns));
+    for (const std::string& p : patterns) ExpectCuts(text, p, text.find(p), text.find_first_of(p));
+    for (int which : {kSeq, kEarliest, 0, 1, 2, 3, 4, 7}) {
+      List order = patterns;  // in the order tried
+      std::stable_sort(order.begin(), order.end(), [which](auto& x, auto& y) {
+        const std::string &a = which % 2 ? x : y, &b = which % 2 ? y : x;  // 2 and 4 descending
+        return which == 1 || which == 2 ? a.size() < b.size() : (which == 3 || which == 4) && a < b;
+      });
+      // The earliest, or the first found in that order; named by its first equal entry.
+      std::pair<std::size_t, long long> want{
+          npos, which == kEarliest ? -7 * patterns.empty() : (long long)patterns.size()};
+      for (const std::string& p : order)
+        if (which == kEarliest ? text.find(p) < want.first
+                               : want.first == npos && text.find(p) != npos)
+          want = {text.find(p), std::find(patterns.begin(), patterns.end(), p) - patterns.begin()};
+      EXPECT_EQ(Search(which, text, patterns), want) << "which=" << which;
+    }
+  }
+}
