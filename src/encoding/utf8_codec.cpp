@@ -66,6 +66,30 @@ inline bool ContinuationsFollow(const unsigned char* p, unsigned n) {
   }
 }
 
+// Writes the n-byte form of c: for n > 1 a lead byte of n high one bits, a zero and the top value
+// bits, then six bits per byte. The common lengths are spelled out; the loop states the rule.
+inline void WriteSequence(std::uint32_t c, unsigned n, unsigned char* out) {
+  switch (n) {
+    case 1:
+      out[0] = static_cast<unsigned char>(c);
+      return;
+    case 2:
+      out[0] = static_cast<unsigned char>(0xC0u | (c >> 6));
+      out[1] = static_cast<unsigned char>(0x80u | (c & 0x3Fu));
+      return;
+    case 3:
+      out[0] = static_cast<unsigned char>(0xE0u | (c >> 12));
+      out[1] = static_cast<unsigned char>(0x80u | ((c >> 6) & 0x3Fu));
+      out[2] = static_cast<unsigned char>(0x80u | (c & 0x3Fu));
+      return;
+    default:
+      out[0] = static_cast<unsigned char>((0xFF00u >> n) | (c >> (6 * (n - 1))));
+      for (unsigned k = 1; k < n; ++k) {
+        out[k] = static_cast<unsigned char>(0x80u | ((c >> (6 * (n - 1 - k))) & 0x3Fu));
+      }
+  }
+}
+
 // The value of a checked sequence of n >= 2 bytes: the lead's value bits, then six bits a byte.
 inline std::uint32_t SequenceValue(const unsigned char* p, unsigned n) {
   switch (n) {
@@ -214,16 +238,7 @@ extern "C" std::size_t wchar_to_utf8(const wchar_t* src, std::size_t src_len, ch
     count += n;
     if (out == nullptr) continue;
     if (static_cast<std::size_t>(out_end - out) < n) return 0;
-    if (n == 1) {
-      *out++ = static_cast<unsigned char>(c);
-      continue;
-    }
-    // First byte: n high one bits, a zero, then the top value bits; then six bits per byte.
-    const auto lead_marker = static_cast<unsigned char>(0xFF00u >> n);
-    out[0] = static_cast<unsigned char>(lead_marker | (c >> (6 * (n - 1))));
-    for (unsigned k = 1; k < n; ++k) {
-      out[k] = static_cast<unsigned char>(0x80u | ((c >> (6 * (n - 1 - k))) & 0x3Fu));
-    }
+    WriteSequence(c, n, out);
     out += n;
   }
   return count;
