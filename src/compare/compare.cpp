@@ -9,20 +9,11 @@
 #include <string>
 
 #include "find.h"
+#include "low_int32.h"
 #include "qor/qorstl.h"
 
 namespace qor {
 namespace {
-
-// A length as the int the comparisons answer with for a null pointer: its low 32 bits, signed.
-int LengthAsInt(std::size_t length) {
-  return static_cast<int>(static_cast<std::uint32_t>(length));
-}
-
-// Minus that value, negated on 32 bits (so a length whose low bits are 0x80000000 stays so).
-int NegatedLengthAsInt(std::size_t length) {
-  return static_cast<int>(0u - static_cast<std::uint32_t>(length));
-}
 
 int CompareNarrow(const char* a, const char* b, bool case_sensitive) {
   return case_sensitive ? std::strcmp(a, b) : strcasecmp(a, b);
@@ -67,12 +58,12 @@ int string_compare(const std::string& a, const std::string& b, bool case_sensiti
 }
 
 int string_compare(const std::string& a, const char* b, bool case_sensitive) {
-  if (b == nullptr) return LengthAsInt(a.size());
+  if (b == nullptr) return internal::LowInt32(a.size());
   return CompareNarrow(a.c_str(), b, case_sensitive);
 }
 
 int string_compare(const char* a, const std::string& b, bool case_sensitive) {
-  if (a == nullptr) return NegatedLengthAsInt(b.size());
+  if (a == nullptr) return internal::NegatedLowInt32(b.size());
   return CompareNarrow(a, b.c_str(), case_sensitive);
 }
 
@@ -81,12 +72,12 @@ int wstring_compare(const std::wstring& a, const std::wstring& b, bool case_sens
 }
 
 int wstring_compare(const std::wstring& a, const wchar_t* b, bool case_sensitive) {
-  if (b == nullptr) return LengthAsInt(a.size());
+  if (b == nullptr) return internal::LowInt32(a.size());
   return CompareWide(a.c_str(), b, case_sensitive);
 }
 
 int wstring_compare(const wchar_t* a, const std::wstring& b, bool case_sensitive) {
-  if (a == nullptr) return NegatedLengthAsInt(b.size());
+  if (a == nullptr) return internal::NegatedLowInt32(b.size());
   return CompareWide(a, b.c_str(), case_sensitive);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "low_int32.h"
 #include "qor/qorstl.h"
 
 namespace qor {
@@ -17,10 +18,6 @@ namespace {
 std::size_t BoundedCount(std::size_t length) {
   const auto cut = static_cast<std::int32_t>(static_cast<std::uint32_t>(length));
   return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(cut));
-}
-
-int LengthAsInt(std::size_t length) {
-  return static_cast<int>(static_cast<std::uint32_t>(length));
 }
 
 int CompareBounded(const char* a, const char* b, std::size_t count, bool case_sensitive) {
@@ -48,18 +45,18 @@ int string_diff(const std::string& a, const std::string& b, bool case_sensitive)
   const std::size_t common = la < lb ? la : lb;
   const int c = CompareBounded(a.c_str(), b.c_str(), BoundedCount(common), case_sensitive);
   if (la == lb || c != 0) return c;
-  return static_cast<int>(static_cast<std::uint32_t>(la) - static_cast<std::uint32_t>(lb));
+  return internal::LowInt32(la - lb);  // the difference of the low 32 bits of each
 }
 
 int string_diff(const std::string& a, const char* b, bool case_sensitive) {
-  if (b == nullptr) return LengthAsInt(a.size());
+  if (b == nullptr) return internal::LowInt32(a.size());
   const int c = CompareBounded(a.c_str(), b, BoundedCount(a.size()), case_sensitive);
   if (c != 0) return c;
   return -NextByteAfterEqualPrefix(a, b);
 }
 
 int string_diff(const char* a, const std::string& b, bool case_sensitive) {
-  if (a == nullptr) return static_cast<int>(0u - static_cast<std::uint32_t>(b.size()));
+  if (a == nullptr) return internal::NegatedLowInt32(b.size());
   const int c = CompareBounded(a, b.c_str(), BoundedCount(b.size()), case_sensitive);
   if (c != 0) return c;
   return NextByteAfterEqualPrefix(b, a);
@@ -88,7 +85,7 @@ int string_compare_one_of(const std::string& text, const std::vector<std::string
                                    std::memcmp(text.data(), entry.data(), entry.size()) == 0
                              : entry.size() == text.size() &&
                                    std::memcmp(text.data(), entry.data(), entry.size()) == 0;
-    if (matches) return static_cast<int>(static_cast<std::uint32_t>(i));
+    if (matches) return internal::LowInt32(i);
   }
   return -1;
 }

@@ -6,14 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "low_int32.h"
 #include "qor/qorstl.h"
 
 namespace {
-
-// Sizes are returned as 32-bit ints: the low 32 bits of the size, read as signed.
-int SizeAsInt(std::size_t size) {
-  return static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(size)));
-}
 
 bool IsElementOf(const std::string& s, const std::vector<std::string>& list) {
   const std::less_equal<const std::string*> at_or_before;
@@ -44,7 +40,7 @@ int stringarray_builder_by_splittoken(const std::string& text, std::vector<std::
     }
   }
   if (start < size) out.emplace_back(text, start, size - start);
-  return SizeAsInt(out.size());
+  return qor::internal::LowInt32(out.size());
 }
 
 std::vector<std::string> stringarray_builder_by_token(const char* first, ...) {
@@ -73,7 +69,7 @@ int string_builder_by_char(std::string& out, char first_char, char last_char) {
     out.reserve(out.size() + static_cast<std::size_t>(last - first + 1));
     for (int value = first; value <= last; ++value) out.push_back(static_cast<char>(value));
   }
-  return SizeAsInt(out.size());
+  return qor::internal::LowInt32(out.size());
 }
 
 int string_builder_by_range(std::string& out, const std::string& ranges, int count) {
@@ -88,7 +84,7 @@ int string_builder_by_range(std::string& out, const std::string& ranges, int cou
     for (std::size_t i = 0; i < used; ++i)
       string_builder_by_char(out, ranges[2 * i], ranges[2 * i + 1]);
   }
-  return SizeAsInt(out.size());
+  return qor::internal::LowInt32(out.size());
 }
 
 }  // namespace qor
