@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QORSTL_SIMD_DISABLED)
 #include <emmintrin.h>
 #define QORSTL_HAVE_SSE2 1
 #endif

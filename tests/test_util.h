@@ -36,9 +36,9 @@ inline std::string ReadFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// A corpus file from the shared text beside the project, or the empty string when it is absent.
+// A real text from tests/data, or the empty string when it is absent.
 inline std::string Corpus(const std::string& name) {
-  return ReadFile(std::string(QORSTL_CORPUS_DIR) + "/" + name);
+  return ReadFile(std::string(QORSTL_TEST_DATA_DIR) + "/" + name);
 }
 
 // A string of up to `max_size` bytes drawn from `alphabet`, so that repeats and overlaps abound.
