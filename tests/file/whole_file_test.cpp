@@ -1,4 +1,5 @@
 // Tests of whole-file reading and writing, on files in a fresh temporary directory.
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 
@@ -7,30 +8,88 @@
 #include "qor/qorstl.h"
 #include "test_util.h"
 
+using namespace std::string_literals;
 using namespace qor_test;
+
+namespace {
 
 struct WholeFile : ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(dir); }
   std::string dir = ::testing::TempDir() + "qorstl_file_XXXXXX";
   const std::string f = mkdtemp(&dir[0]) ? dir + "/f" : "<no directory>";  // the file written
+
+  // Puts exactly `bytes` in the file, without the library.
+  void Put(const std::string& bytes) const {
+    std::ofstream(f, std::ios::binary | std::ios::trunc) << bytes;
+    ASSERT_EQ(ReadFile(f), bytes) << "could not prepare " << f;
+  }
 };
 
-// Each content is written over the previous one and read back, then read by dump_file (one zero
-// byte added) and by dump_utf16_file.
-TEST_F(WholeFile, WriteAndDump) {
+// Each content is written over the previous one, longer and shorter, and must be all the file
+// holds.
+TEST_F(WholeFile, WriteFileReplacesTheWholeFile) {
+  for (const std::string& content : {"abc"s, ""s, "\0\xFF\0"s, "x"s, std::string(70000, '\xE9')}) {
+    EXPECT_TRUE(qor::write_file(f, content)) << Hex(content.substr(0, 8));
+    EXPECT_EQ(ReadFile(f), content) << Hex(content.substr(0, 8));
+  }
   // clang-format off
-  const struct { std::string bytes; std::wstring units; } cases[] = {
-      {"abc", L""}, {"", L""}, {std::string("\0\xFF", 2), L""}, {"\xFF\xFE", L""}, {"\xFE", L""},
-      {std::string("\xFF\xFE" "A\0B\0", 6), L"AB"}, {std::string("\xFE\xFF\0A\0B", 6), L"AB"},
-      {"\xFF\xFE" "A", L"A"}, {"\xFE\xFF" "A", W({0x4100})}, {"\xFF\xFE\x3D\xD8", W({0xD83D})}};
+  const struct { std::string path; const char* why; } failures[] = {
+      {dir + "/missing/f", "a directory that does not exist"},
+      {dir, "a directory"},
+      {"", "an empty path"},
+  };
+  // clang-format on
+  for (const auto& c : failures) EXPECT_FALSE(qor::write_file(c.path, "x")) << c.why;
+  EXPECT_FALSE(std::filesystem::exists(dir + "/missing"));
+}
+
+// The file's bytes and one zero byte; nothing for a missing or empty file.
+TEST_F(WholeFile, DumpFileAddsOneZeroByte) {
+  // clang-format off
+  const struct { std::string bytes, result; } cases[] = {
+      {"abc", "abc\0"s},
+      {"", ""},
+      {"\0"s, "\0\0"s},
+      {"\0\xFF"s, "\0\xFF\0"s},
+  };
   // clang-format on
   for (const auto& c : cases) {
-    EXPECT_TRUE(qor::write_file(f, c.bytes) && ReadFile(f) == c.bytes) << Hex(c.bytes);
-    EXPECT_EQ(qor::dump_file(f) + Hex(qor::dump_utf16_file(f)),
-              (c.bytes.empty() ? "" : c.bytes + '\0') + Hex(c.units));
+    Put(c.bytes);
+    EXPECT_EQ(qor::dump_file(f), c.result) << Hex(c.bytes);
   }
-  EXPECT_FALSE(qor::write_file(dir + "/missing/f", "x"));
-  EXPECT_EQ(qor::dump_file(dir + "/missing") + Hex(qor::dump_utf16_file(dir + "/missing")), "[]");
+  EXPECT_EQ(qor::dump_file(dir + "/missing"), "");
+  Put("abc");
+  ASSERT_TRUE(qor::write_file(f, qor::dump_file(f)));
+  EXPECT_EQ(ReadFile(f), "abc\0"s);  // read and written back: one byte longer
+}
+
+// UTF-16 units after a byte-order mark, one per element; an odd last byte pairs with the zero byte
+// that dump_file adds.
+TEST_F(WholeFile, DumpUtf16FileDecodesTheUnitsAfterTheMark) {
+  // clang-format off
+  const struct { std::string bytes; std::wstring units; } cases[] = {
+      {"\xFF\xFE" "A\0B\0"s, L"AB"},
+      {"\xFE\xFF\0A\0B"s, L"AB"},
+      {"\xFF\xFE" "A\0B"s, L"AB"},  // odd length, little-endian: the zero is the high byte
+      {"\xFE\xFF\0A" "B"s, W({0x41, 0x4200})},  // big-endian: the zero is the low byte
+      {"\xFF\xFE" "A", L"A"},
+      {"\xFE\xFF" "A", W({0x4100})},
+      {"\xFF\xFE\x3D\xD8\x00\xDE"s, W({0xD83D, 0xDE00})},  // surrogates not combined
+      {"\xFF\xFE\x3D\xD8", W({0xD83D})},
+      {"\xFE\xFF\0\0\xFE\xFF"s, W({0, 0xFEFF})},  // zero units and later marks are units
+      {"\xFF\xFE", L""},  // only the mark
+      {"\xFE", L""},
+      {"", L""},
+      {"abc", L""},  // no mark
+      {"A\0B\0"s, L""},
+      {"\xEF\xBB\xBF" "A", L""},  // the UTF-8 mark is none
+  };
+  // clang-format on
+  for (const auto& c : cases) {
+    Put(c.bytes);
+    EXPECT_EQ(qor::dump_utf16_file(f), c.units) << Hex(c.bytes);
+  }
+  EXPECT_EQ(qor::dump_utf16_file(dir + "/missing"), L"");
 }
 
 // The corpus text lies in the BMP, so its UTF-16 units are its code points: written as UTF-32LE,
@@ -43,5 +102,10 @@ TEST_F(WholeFile, CorpusAgreesWithIconv) {
   std::string units;
   for (wchar_t unit : qor::dump_utf16_file(path))
     for (int shift = 0; shift < 32; shift += 8) units += char(std::uint32_t(unit) >> shift);
-  EXPECT_TRUE(units.size() > 4 && units == ReadFile(f));
+  const std::string expected = ReadFile(f);
+  EXPECT_GT(expected.size(), 4u);
+  EXPECT_EQ(units.size(), expected.size());
+  EXPECT_TRUE(units == expected) << "the units differ from iconv's";  // not printed: long
 }
+
+}  // namespace
