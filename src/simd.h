@@ -9,6 +9,9 @@
 #if defined(__SSE2__) && !defined(QORSTL_SIMD_DISABLED)
 #include <emmintrin.h>
 #define QORSTL_HAVE_SSE2 1
+#elif defined(__ARM_NEON) && defined(__aarch64__) && !defined(QORSTL_SIMD_DISABLED)
+#include <arm_neon.h>
+#define QORSTL_HAVE_NEON 1
 #endif
 
 namespace qor {
@@ -27,8 +30,8 @@ inline std::size_t AsciiRunToWideScalar(const unsigned char* p, std::size_t avai
   return i;
 }
 
-// As above, 16 bytes at a time; the scalar loop finishes the run inside the first block that holds
-// a byte outside 01..7F, and takes the last bytes of the buffer.
+// As above, 16 bytes at a time (SSE2 or NEON); the scalar loop finishes the run inside the first
+// block that holds a byte outside 01..7F, and takes the last bytes of the buffer.
 inline std::size_t AsciiRunToWide(const unsigned char* p, std::size_t avail, wchar_t* out,
                                   std::size_t room) {
   const std::size_t limit = avail < room ? avail : room;
@@ -47,6 +50,23 @@ inline std::size_t AsciiRunToWide(const unsigned char* p, std::size_t avail, wch
       _mm_storeu_si128(o + 1, _mm_unpackhi_epi16(lo, zero));
       _mm_storeu_si128(o + 2, _mm_unpacklo_epi16(hi, zero));
       _mm_storeu_si128(o + 3, _mm_unpackhi_epi16(hi, zero));
+    }
+    i += 16;
+  }
+#elif defined(QORSTL_HAVE_NEON)
+  while (limit - i >= 16) {
+    const uint8x16_t v = vld1q_u8(p + i);
+    // Less one, the bytes 01..7F are exactly those below 7F.
+    if (vmaxvq_u8(vsubq_u8(v, vdupq_n_u8(1))) >= 0x7F) break;
+    if (out != nullptr) {
+      const uint16x8_t lo = vmovl_u8(vget_low_u8(v));
+      const uint16x8_t hi = vmovl_high_u8(v);
+      // Stored as bytes, which may alias the elements.
+      auto* o = reinterpret_cast<unsigned char*>(out + i);
+      vst1q_u8(o + 0, vreinterpretq_u8_u32(vmovl_u16(vget_low_u16(lo))));
+      vst1q_u8(o + 16, vreinterpretq_u8_u32(vmovl_high_u16(lo)));
+      vst1q_u8(o + 32, vreinterpretq_u8_u32(vmovl_u16(vget_low_u16(hi))));
+      vst1q_u8(o + 48, vreinterpretq_u8_u32(vmovl_high_u16(hi)));
     }
     i += 16;
   }
@@ -119,7 +139,7 @@ inline std::size_t AsciiRunToNarrowScalar(const wchar_t* p, std::size_t avail, u
   return i;
 }
 
-// As above, 16 elements at a time, the scalar loop finishing the run and the buffer.
+// As above, 16 elements at a time (SSE2 or NEON), the scalar loop finishing the run and the buffer.
 inline std::size_t AsciiRunToNarrow(const wchar_t* p, std::size_t avail, unsigned char* out,
                                     std::size_t room) {
   const std::size_t limit = avail < room ? avail : room;
@@ -145,6 +165,26 @@ inline std::size_t AsciiRunToNarrow(const wchar_t* p, std::size_t avail, unsigne
     if (out != nullptr) {
       const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), bytes);
+    }
+    i += 16;
+  }
+#elif defined(QORSTL_HAVE_NEON)
+  const uint32x4_t one = vdupq_n_u32(1);
+  while (limit - i >= 16) {
+    // Read as bytes, which may alias the elements.
+    const auto* in = reinterpret_cast<const unsigned char*>(p + i);
+    const uint32x4_t a = vreinterpretq_u32_u8(vld1q_u8(in + 0));
+    const uint32x4_t b = vreinterpretq_u32_u8(vld1q_u8(in + 16));
+    const uint32x4_t c = vreinterpretq_u32_u8(vld1q_u8(in + 32));
+    const uint32x4_t d = vreinterpretq_u32_u8(vld1q_u8(in + 48));
+    // Less one, the elements 1..7F are exactly those below 7F.
+    const uint32x4_t largest = vmaxq_u32(vmaxq_u32(vsubq_u32(a, one), vsubq_u32(b, one)),
+                                         vmaxq_u32(vsubq_u32(c, one), vsubq_u32(d, one)));
+    if (vmaxvq_u32(largest) >= 0x7F) break;
+    if (out != nullptr) {
+      const uint16x8_t ab = vcombine_u16(vmovn_u32(a), vmovn_u32(b));
+      const uint16x8_t cd = vcombine_u16(vmovn_u32(c), vmovn_u32(d));
+      vst1q_u8(out + i, vcombine_u8(vmovn_u16(ab), vmovn_u16(cd)));
     }
     i += 16;
   }
