@@ -1,5 +1,5 @@
 # Cross-compiles for 64-bit Arm Linux with the Debian cross toolchain (g++-aarch64-linux-gnu), and
-# runs the test programs under qemu-user (qemu-user), so that ctest works as on a native build:
+# runs the test programs under qemu-user, so that ctest and test discovery work as natively:
 #   cmake -S . -B build-aarch64 \
 #     -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/aarch64-linux-gnu.cmake \
 #     -DQORSTL_GTEST_SOURCE_DIR=/usr/src/googletest
