@@ -1,6 +1,7 @@
 // The searches (string_find for one pattern or a list, string_seq_find, string_find_first_one_of)
 // and the slicers: tables of behaviour, models over random input, and adversarial input.
 #include <algorithm>
+#include <cctype>
 
 #include <gtest/gtest.h>
 
@@ -124,5 +125,30 @@ TEST(Search, MatchesModelOnRandomInput) {
                   std::find(patterns.begin(), patterns.end(), patterns[i]) - patterns.begin()};
       EXPECT_EQ(Search(which, text, patterns), want) << "which=" << which;
     }
+  }
+}
+
+// string_containsIgnoreCase on long texts against searching folded copies: parts cut from the text,
+// their letters' case flipped at random and now and then one byte changed. Texts of only 'a' and
+// 'A' are dense with near-matches, so the search also hands over to the linear one.
+TEST(Search, ContainsIgnoreCaseMatchesModel) {
+  const std::string letters("aAbB\0\xC3\xE3", 7);
+  const auto fold = [](std::string s) {
+    for (char& c : s)
+      if (static_cast<unsigned char>(c) < 0x80) c = static_cast<char>(std::tolower(c));
+    return s;
+  };
+  std::mt19937 rng(99);
+  for (int iter = 0; iter < 3000 && !HasFailure(); ++iter) {
+    std::string text = qor_test::RandomFrom(rng, iter % 2 ? letters : letters.substr(0, 2), 2000);
+    if (iter % 4 == 0 && !text.empty()) text[text.size() - 1 - rng() % (text.size() / 4 + 1)] = 'b';
+    std::string part = text.substr(text.empty() ? 0 : rng() % text.size(), rng() % 200);
+    if (iter % 4 == 0) part = std::string(rng() % 100, 'A') + "B";  // found late, after a dense run
+    for (char& c : part)
+      if (rng() % 2 && std::isalpha(static_cast<unsigned char>(c))) c = static_cast<char>(c ^ 0x20);
+    if (rng() % 2 && !part.empty()) part[rng() % part.size()] = letters[rng() % letters.size()];
+    EXPECT_EQ(qor::string_containsIgnoreCase(text, part),
+              !part.empty() && fold(text).find(fold(part)) != npos)
+        << qor_test::Hex(text) << " / " << qor_test::Hex(part);
   }
 }
