@@ -45,3 +45,18 @@ TEST_F(WholeFile, CorpusAgreesWithIconv) {
     for (int shift = 0; shift < 32; shift += 8) units += char(std::uint32_t(unit) >> shift);
   EXPECT_TRUE(units.size() > 4 && units == ReadFile(f));
 }
+
+// Files of a megabyte and more are read in chunks: sizes around the chunk and around the size at
+// which chunked reading starts must all come back whole, zero bytes included, with one zero added.
+TEST_F(WholeFile, LargeFilesComeBackWhole) {
+  std::mt19937 rng(5);
+  for (std::size_t size : {(1u << 20) - 1, 1u << 20, (1u << 20) + (1u << 18), (3u << 20) + 7}) {
+    std::string bytes(size, '\0');
+    for (char& c : bytes) c = static_cast<char>(rng() % 4 ? rng() : 0);
+    ASSERT_TRUE(qor::write_file(f, bytes));
+    const std::string read = qor::dump_file(f);
+    EXPECT_EQ(read.size(), size + 1) << size;
+    EXPECT_TRUE(read.compare(0, size, bytes) == 0) << size;
+    EXPECT_EQ(read.back(), '\0') << size;
+  }
+}
