@@ -145,6 +145,21 @@ void string_replace(std::string& text, const std::string& from, const std::strin
     // text can be rebuilt from the back: every byte moves once, straight to its place.
     std::size_t read_end = old_size, write_end = new_size;
     for (std::size_t left = count; left > 0; --left) {
+#if defined(QORSTL_HAVE_SSE2)
+      if (from_size == 1) {
+        // Blocks of sixteen bytes without the byte move as they are scanned. The destination
+        // lies at or after the block itself, so no byte still to be read is overwritten.
+        const __m128i needle = _mm_set1_epi8(from[0]);
+        while (read_end >= 16) {
+          const __m128i block =
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + read_end - 16));
+          if (_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)) != 0) break;
+          _mm_storeu_si128(reinterpret_cast<__m128i*>(data + write_end - 16), block);
+          read_end -= 16;
+          write_end -= 16;
+        }
+      }
+#endif
       const std::size_t match = FindLast(data, read_end, from);
       const std::size_t tail = read_end - (match + from_size);
       std::memmove(data + write_end - tail, data + match + from_size, tail);
