@@ -63,7 +63,7 @@ constexpr std::size_t kMaxEarliestPatterns = 0x80000000u;
 
 // Patterns filtered in one pass; the filter's tables live on the stack, so a longer list is
 // searched in slices of this many, in rank order (one pass over the text per slice).
-constexpr std::size_t kSliceSize = 256;
+constexpr std::size_t kSliceSize = internal::kMultiSliceSize;
 
 // The portable filter. Patterns of four bytes and more are keyed by a 16-bit hash of their first
 // four bytes: a bitmap over all hashes rejects most positions at one lookup, and the top bits of
@@ -126,9 +126,12 @@ struct HashFilter {
   }
 };
 
-// The portable one-pass search of needles[0, count) (count <= kSliceSize).
-MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Needle* needles,
-                          std::size_t count, MultiGoal goal, std::size_t limit) {
+}  // namespace
+
+// The portable one-pass search of needles[0, count) (count <= kMultiSliceSize).
+MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
+                                    const Needle* needles, std::size_t count, MultiGoal goal,
+                                    std::size_t limit) {
   const HashFilter filter(needles, count);
   const bool earliest = goal == MultiGoal::kEarliest;
   const std::size_t end = std::min(limit, size);  // positions searched
@@ -193,6 +196,8 @@ MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Nee
   return best;
 }
 
+namespace {
+
 // One slice: the fastest filter this build and CPU offer, or the plain rule for a single needle.
 MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* needles,
                      std::size_t count, MultiGoal goal, std::size_t limit) {
@@ -205,7 +210,7 @@ MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* 
     return internal::SearchFewAvx2(text, size, needles, count, goal, limit);
   }
 #endif
-  return SearchWithHashes(text, size, needles, count, goal, limit);
+  return internal::SearchWithHashes(text, size, needles, count, goal, limit);
 }
 
 // The winner among entry(0), entry(1), ... entry(count - 1), ranked in that order, for `goal`.

@@ -43,6 +43,14 @@ MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t
 constexpr std::size_t kMultiCandidateCost = 4;
 constexpr std::size_t kMultiWorkSlack = 1024;
 
+// Needles searched in one pass; a longer list is searched in slices of this many.
+constexpr std::size_t kMultiSliceSize = 256;
+
+// The portable one-pass search: same contract as FinishOneByOne with from == 0 and no hit so far,
+// for count <= kMultiSliceSize.
+MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Needle* needles,
+                          std::size_t count, MultiGoal goal, std::size_t limit);
+
 // Lists of at most this many needles are filtered by the AVX2 kernel.
 constexpr std::size_t kAvx2MaxNeedles = 24;
 
