@@ -8,6 +8,7 @@
 #include <cwchar>
 #include <string>
 
+#include "byte_set.h"
 #include "find.h"
 #include "low_int32.h"
 #include "qor/qorstl.h"
@@ -83,7 +84,41 @@ int wstring_compare(const wchar_t* a, const std::wstring& b, bool case_sensitive
 
 bool string_containsIgnoreCase(const std::string& text, const std::string& part) {
   if (text.empty() || part.empty()) return false;
-  std::string folded_text = text;
+  const std::size_t n = text.size();
+  const std::size_t m = part.size();
+  if (m > n) return false;
+  // The locale's folding of every byte value, looked up as the bytes are compared: nothing is
+  // copied on the way to a match.
+  unsigned char fold[256];
+  for (int c = 0; c < 256; ++c)
+    fold[c] = static_cast<unsigned char>(c < 0x80 ? std::tolower(c) : c);
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* p = reinterpret_cast<const unsigned char*>(part.data());
+  // Candidates are the bytes that fold to the part's folded first byte.
+  std::string starts;
+  for (int c = 0; c < 256; ++c) {
+    if (fold[c] == fold[p[0]]) starts += static_cast<char>(c);
+  }
+  bool found = false;
+  std::size_t dense_from = std::string::npos;
+  std::size_t work = 0;
+  internal::ByteSet(starts).ForEachMember(text.data(), n - m + 1, [&](std::size_t pos) {
+    std::size_t i = 1;
+    while (i < m && fold[t[pos + i]] == fold[p[i]]) ++i;
+    if (i == m) {
+      found = true;
+      return false;
+    }
+    // Dense near-matches: hand the rest to the linear search below.
+    work += i + 4;
+    if (work > 2 * pos + 256) {
+      dense_from = pos;
+      return false;
+    }
+    return true;
+  });
+  if (found || dense_from == std::string::npos) return found;
+  std::string folded_text = text.substr(dense_from);
   std::string folded_part = part;
   FoldAscii(folded_text);
   FoldAscii(folded_part);

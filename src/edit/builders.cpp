@@ -1,11 +1,13 @@
 // Building string lists by splitting at separator bytes or from argument lists, and building
 // strings from runs of consecutive byte values.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "byte_set.h"
 #include "low_int32.h"
 #include "qor/qorstl.h"
 
@@ -28,19 +30,35 @@ int stringarray_builder_by_splittoken(const std::string& text, std::vector<std::
     const std::string text_copy(text), token_copy(token);
     return stringarray_builder_by_splittoken(text_copy, out, token_copy);
   }
-  bool separator[256] = {};
-  for (char c : token) separator[static_cast<unsigned char>(c)] = true;
+  const internal::ByteSet separators(token);
+  const char* data = text.data();
   const std::size_t size = text.size();
-  std::size_t start = 0;
-  if (!token.empty()) {
-    for (std::size_t pos = 0; pos < size; ++pos) {
-      if (!separator[static_cast<unsigned char>(text[pos])]) continue;
-      if (pos > start) out.emplace_back(text, start, pos - start);
-      start = pos + 1;
-    }
+  if (separators.empty()) {
+    if (size > 0) out.emplace_back(text);
+    return internal::LowInt32(out.size());
   }
-  if (start < size) out.emplace_back(text, start, size - start);
-  return qor::internal::LowInt32(out.size());
+  // Count the tokens first, so that the list grows at most once.
+  std::size_t tokens = 0;
+  std::size_t start = 0;
+  separators.ForEachMember(data, size, [&](std::size_t pos) {
+    tokens += pos > start;
+    start = pos + 1;
+    return true;
+  });
+  tokens += start < size;
+  if (tokens == 0) return internal::LowInt32(out.size());
+  if (out.capacity() - out.size() < tokens) {
+    // Never less than doubling, so that repeated calls on one list stay linear.
+    out.reserve(std::max(out.size() + tokens, 2 * out.capacity()));
+  }
+  start = 0;
+  separators.ForEachMember(data, size, [&](std::size_t pos) {
+    if (pos > start) out.emplace_back(data + start, pos - start);
+    start = pos + 1;
+    return true;
+  });
+  if (start < size) out.emplace_back(data + start, size - start);
+  return internal::LowInt32(out.size());
 }
 
 std::vector<std::string> stringarray_builder_by_token(const char* first, ...) {

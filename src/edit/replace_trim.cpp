@@ -4,8 +4,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "byte_set.h"
 #include "find.h"
 #include "qor/qorstl.h"
+#include "simd.h"
 
 namespace {
 
@@ -21,17 +23,64 @@ std::size_t FindFrom(const char* text, std::size_t size, std::size_t from,
   return pos == kNotFound ? kNotFound : from + pos;
 }
 
-// Membership table for a set of byte values given as a string.
-class ByteSet {
- public:
-  explicit ByteSet(const std::string& chars) {
-    for (char c : chars) member_[static_cast<unsigned char>(c)] = true;
+// Occurrences of the byte `c` in text[0, size).
+std::size_t CountByte(const char* text, std::size_t size, char c) {
+  std::size_t count = 0;
+  std::size_t pos = 0;
+#if defined(QORSTL_HAVE_SSE2)
+  const __m128i needle = _mm_set1_epi8(c);
+  for (; pos + 16 <= size; pos += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
+    count += static_cast<std::size_t>(__builtin_popcount(
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)))));
   }
-  bool Contains(char c) const { return member_[static_cast<unsigned char>(c)]; }
+#endif
+  for (; pos < size; ++pos) count += text[pos] == c;
+  return count;
+}
 
- private:
-  bool member_[256] = {};
-};
+// Patterns up to this length may be searched from the back; each candidate then costs at most this
+// many byte comparisons, which keeps the backward search linear.
+constexpr std::size_t kBackwardMaxPattern = 16;
+
+// True when a proper prefix of `pattern` equals a suffix of it, so that occurrences can overlap.
+bool HasBorder(const std::string& pattern) {
+  for (std::size_t k = 1; k < pattern.size(); ++k) {
+    if (std::memcmp(pattern.data(), pattern.data() + pattern.size() - k, k) == 0) return true;
+  }
+  return false;
+}
+
+// Start of the last occurrence of `pattern` that lies wholly inside text[0, end), or kNotFound:
+// a backward scan for the pattern's last byte, comparing the rest at each candidate.
+std::size_t FindLast(const char* text, std::size_t end, const std::string& pattern) {
+  const std::size_t m = pattern.size();
+  if (end < m) return kNotFound;
+  const char last = pattern[m - 1];
+  const auto matches_ending_at = [&](std::size_t last_pos) {
+    return std::memcmp(text + last_pos + 1 - m, pattern.data(), m - 1) == 0;
+  };
+  std::size_t pos = end;  // last-byte positions in [m - 1, pos) are still to be tried
+#if defined(QORSTL_HAVE_SSE2)
+  // Sixteen positions at a time, from the back; the scalar loop takes the first few.
+  const __m128i needle = _mm_set1_epi8(last);
+  while (pos >= m - 1 + 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos - 16));
+    for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)));
+         mask != 0;) {
+      const auto bit = static_cast<unsigned>(31 - __builtin_clz(mask));
+      if (matches_ending_at(pos - 16 + bit)) return pos - 16 + bit + 1 - m;
+      mask &= ~(1u << bit);
+    }
+    pos -= 16;
+  }
+#endif
+  while (pos > m - 1) {
+    --pos;
+    if (text[pos] == last && matches_ending_at(pos)) return pos + 1 - m;
+  }
+  return kNotFound;
+}
 
 }  // namespace
 
@@ -77,9 +126,13 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   // position starts count * growth bytes behind the read position and catches up by exactly
   // `growth` per occurrence, so it never overtakes the bytes still to be read.
   std::size_t count = 0;
-  for (std::size_t match = FindFrom(text.data(), old_size, 0, from); match != kNotFound;
-       match = FindFrom(text.data(), old_size, match + from_size, from)) {
-    ++count;
+  if (from_size == 1) {
+    count = CountByte(text.data(), old_size, from[0]);
+  } else {
+    for (std::size_t match = FindFrom(text.data(), old_size, 0, from); match != kNotFound;
+         match = FindFrom(text.data(), old_size, match + from_size, from)) {
+      ++count;
+    }
   }
   if (count == 0) return;
   const std::size_t growth = to_size - from_size;
@@ -87,6 +140,35 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   const std::size_t new_size = old_size + count * growth;
   text.resize(new_size);
   char* data = &text[0];
+  if (from_size <= kBackwardMaxPattern && !HasBorder(from)) {
+    // A pattern that cannot overlap itself has the same occurrences found from either end, so the
+    // text can be rebuilt from the back: every byte moves once, straight to its place.
+    std::size_t read_end = old_size, write_end = new_size;
+    for (std::size_t left = count; left > 0; --left) {
+#if defined(QORSTL_HAVE_SSE2)
+      if (from_size == 1) {
+        // Blocks of sixteen bytes without the byte move as they are scanned. The destination
+        // lies at or after the block itself, so no byte still to be read is overwritten.
+        const __m128i needle = _mm_set1_epi8(from[0]);
+        while (read_end >= 16) {
+          const __m128i block =
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + read_end - 16));
+          if (_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)) != 0) break;
+          _mm_storeu_si128(reinterpret_cast<__m128i*>(data + write_end - 16), block);
+          read_end -= 16;
+          write_end -= 16;
+        }
+      }
+#endif
+      const std::size_t match = FindLast(data, read_end, from);
+      const std::size_t tail = read_end - (match + from_size);
+      std::memmove(data + write_end - tail, data + match + from_size, tail);
+      write_end -= tail + to_size;
+      std::memcpy(data + write_end, to.data(), to_size);
+      read_end = match;
+    }
+    return;  // here write_end == read_end: the bytes before the first occurrence stay in place
+  }
   std::memmove(data + (new_size - old_size), data, old_size);
   std::size_t read = new_size - old_size, write = 0;
   for (std::size_t left = count; left > 0; --left) {
@@ -102,7 +184,7 @@ void string_replace(std::string& text, const std::string& from, const std::strin
 
 std::string& trim_left(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const ByteSet set(chars);
+  const internal::ByteSet set(chars);
   std::size_t strip = 0;
   while (strip < text.size() && set.Contains(text[strip])) ++strip;
   if (strip > 0) text.erase(0, strip);
@@ -111,7 +193,7 @@ std::string& trim_left(std::string& text, const std::string& chars) {
 
 std::string& trim_right(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const ByteSet set(chars);
+  const internal::ByteSet set(chars);
   std::size_t keep = text.size();
   while (keep > 0 && set.Contains(text[keep - 1])) --keep;
   if (keep < text.size()) text.erase(keep);

@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "qor/qorstl.h"
@@ -28,6 +30,10 @@ class File {
 
 // Files shorter than this have a length that, with the added zero byte, fits a signed 32-bit int.
 constexpr off_t kSmallFileLimit = INT32_MAX;
+
+// Files from this size on are read in chunks of kChunkSize bytes.
+constexpr std::size_t kChunkedReadFrom = std::size_t{1} << 20;
+constexpr std::size_t kChunkSize = std::size_t{1} << 18;
 
 // Length of the open stream from a seek to its end, or 0 when there is nothing to read: the
 // seek fails, the length is zero, or a stream that is not a regular file reports a length of
@@ -53,9 +59,25 @@ std::string dump_file(const std::string& path) {
   if (file.get() == nullptr) return std::string();
   const std::size_t length = ReadableLength(file.get());
   if (length == 0) return std::string();
-  // Bytes that a short read does not deliver stay zero, as does the byte added after the file.
-  std::string contents(length + 1, '\0');
-  std::fread(&contents[0], 1, length, file.get());
+  if (length < kChunkedReadFrom) {
+    // Bytes that a short read does not deliver stay zero, as does the byte added after the file.
+    std::string contents(length + 1, '\0');
+    std::fread(&contents[0], 1, length, file.get());
+    return contents;
+  }
+  // A large file is read in chunks through a buffer that stays in the cache and appended, so that
+  // the result is written once, not zeroed first and then read into.
+  std::string contents;
+  contents.reserve(length + 1);
+  const std::unique_ptr<char[]> chunk(new char[kChunkSize]);
+  while (contents.size() < length) {
+    const std::size_t want = std::min(kChunkSize, length - contents.size());
+    const std::size_t got = std::fread(chunk.get(), 1, want, file.get());
+    contents.append(chunk.get(), got);
+    if (got < want) break;
+  }
+  // What a short read did not deliver stays zero, and one zero byte follows the file.
+  contents.append(length + 1 - contents.size(), '\0');
   return contents;
 }
 

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <string>
 
+#include "byte_set.h"
 #include "find.h"
 #include "qor/qorstl.h"
 
@@ -17,13 +18,7 @@ std::size_t FirstByteOf(const std::string& text, const std::string& separators) 
     return hit == nullptr ? kNotFound
                           : static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
   }
-  // A membership table on the stack: one lookup per byte of text, whatever the set's size.
-  bool in_set[256] = {};
-  for (char c : separators) in_set[static_cast<unsigned char>(c)] = true;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (in_set[static_cast<unsigned char>(text[i])]) return i;
-  }
-  return kNotFound;
+  return internal::ByteSet(separators).FindFirst(text.data(), text.size());
 }
 
 // Writes the parts around a cut of `cut_len` bytes at `pos`: left first, since right may be the

@@ -1,40 +1,254 @@
 // Search for the first of several patterns: in list order, in an order chosen by mode, or earliest.
+// One pass over the text serves a whole slice of the list: a filter proposes the positions where
+// some pattern may start, and only the patterns that can start there are compared.
+#include "search/multi_find.h"
+
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "cpu_features.h"
 #include "find.h"
 #include "qor/qorstl.h"
 
 namespace qor {
-namespace {
+namespace internal {
 
 constexpr std::size_t kNotFound = std::string::npos;
+
+MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t from,
+                        const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
+                        MultiHit best) {
+  const char* rest = reinterpret_cast<const char*>(text) + from;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Needle& needle = needles[i];
+    if (goal == MultiGoal::kLowestRank) {
+      if (needle.rank >= best.rank) break;
+      const std::size_t pos =
+          FindFirst(rest, size - from, reinterpret_cast<const char*>(needle.bytes), needle.size);
+      if (pos != kNotFound) return MultiHit{from + pos, needle.rank};
+      continue;
+    }
+    // Only an occurrence that starts before `limit` counts; it lies within limit - 1 + its size.
+    if (limit <= from) break;
+    const std::size_t reach = limit - from - 1 + needle.size;
+    const std::size_t pos = FindFirst(rest, std::min(size - from, reach),
+                                      reinterpret_cast<const char*>(needle.bytes), needle.size);
+    if (pos != kNotFound) {
+      best = MultiHit{from + pos, needle.rank};
+      limit = from + pos;
+    }
+  }
+  return best;
+}
+
+}  // namespace internal
+
+namespace {
+
+using internal::MultiGoal;
+using internal::MultiHit;
+using internal::Needle;
+
+constexpr std::size_t kNotFound = std::string::npos;
+constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 // The unsigned 32-bit index names entries 0 to 2^32 - 2 and still reports a miss by their count;
 // the signed one of string_find_first_one_of names entries 0 to 2^31 - 1.
 constexpr std::size_t kMaxListedPatterns = 0xFFFFFFFFu;
 constexpr std::size_t kMaxEarliestPatterns = 0x80000000u;
 
-std::size_t FirstOccurrence(const std::string& text, const std::string& pattern) {
-  return internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size());
+// Patterns filtered in one pass; the filter's tables live on the stack, so a longer list is
+// searched in slices of this many, in rank order (one pass over the text per slice).
+constexpr std::size_t kSliceSize = internal::kMultiSliceSize;
+
+// The portable filter. Patterns of four bytes and more are keyed by a 16-bit hash of their first
+// four bytes: a bitmap over all hashes rejects most positions at one lookup, and the top bits of
+// the hash head a chain of needles. Shorter patterns are chained by their first byte. Every chain
+// runs in ascending rank.
+constexpr unsigned kHashBits = 16;
+constexpr unsigned kHeadBits = 12;
+constexpr std::uint16_t kNoNeedle = 0xFFFF;
+
+inline std::uint32_t Load32(const unsigned char* p) {
+  std::uint32_t word;
+  std::memcpy(&word, p, sizeof word);
+  return word;
 }
 
-// Tries entry(0), entry(1), ... up to `count` and stops at the first that occurs in `text`.
-template <typename Entry>
-std::size_t FindInOrder(const std::string& text, std::size_t count, Entry entry,
-                        unsigned int& index) {
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t pos = FirstOccurrence(text, entry(i));
-    if (pos != kNotFound) {
-      index = static_cast<unsigned int>(i);
-      return pos;
+inline std::uint32_t Hash4(std::uint32_t word) {
+  return (word * 2654435761u) >> (32 - kHashBits);
+}
+
+inline bool MatchesAt(const unsigned char* text, std::size_t size, std::size_t pos,
+                      const Needle& needle) {
+  return needle.size <= size - pos && std::memcmp(text + pos, needle.bytes, needle.size) == 0;
+}
+
+struct HashFilter {
+  std::uint64_t long_seen[(std::size_t{1} << kHashBits) / 64];
+  std::uint16_t long_head[std::size_t{1} << kHeadBits];
+  std::uint16_t short_head[256];
+  std::uint16_t next[kSliceSize];
+  std::uint32_t key[kSliceSize];
+  bool has_short = false;
+
+  HashFilter(const Needle* needles, std::size_t count) {
+    std::fill(std::begin(long_seen), std::end(long_seen), std::uint64_t{0});
+    std::fill(std::begin(long_head), std::end(long_head), kNoNeedle);
+    std::fill(std::begin(short_head), std::end(short_head), kNoNeedle);
+    // Pushed from the last needle to the first, so that every chain runs in ascending rank.
+    for (std::size_t i = count; i-- > 0;) {
+      const Needle& needle = needles[i];
+      std::uint16_t* head;
+      if (needle.size >= 4) {
+        key[i] = Load32(needle.bytes);
+        const std::uint32_t hash = Hash4(key[i]);
+        long_seen[hash / 64] |= std::uint64_t{1} << (hash % 64);
+        head = &long_head[hash >> (kHashBits - kHeadBits)];
+      } else {
+        head = &short_head[needle.bytes[0]];
+        has_short = true;
+      }
+      next[i] = *head;
+      *head = static_cast<std::uint16_t>(i);
     }
   }
-  index = static_cast<unsigned int>(count);
-  return kNotFound;
+
+  // The chain of long needles that may start with `word`, or kNoNeedle.
+  std::uint16_t LongChain(std::uint32_t word) const {
+    const std::uint32_t hash = Hash4(word);
+    if (((long_seen[hash / 64] >> (hash % 64)) & 1) == 0) return kNoNeedle;
+    return long_head[hash >> (kHashBits - kHeadBits)];
+  }
+};
+
+}  // namespace
+
+// The portable one-pass search of needles[0, count) (count <= kMultiSliceSize).
+MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
+                                    const Needle* needles, std::size_t count, MultiGoal goal,
+                                    std::size_t limit) {
+  const HashFilter filter(needles, count);
+  const bool earliest = goal == MultiGoal::kEarliest;
+  const std::size_t end = std::min(limit, size);  // positions searched
+  MultiHit best = kNoHit;
+  std::size_t active = count;  // for kLowestRank, the needles still able to improve on `best`
+  std::size_t work = 0;
+
+  // Verifies the chain from `entry` at `pos`; for kEarliest returns true at the first match (the
+  // lowest rank there), for kLowestRank records a better hit and narrows `active`.
+  const auto try_chain = [&](std::uint16_t entry, std::size_t pos, std::uint32_t word, bool keyed) {
+    for (; entry != kNoNeedle && entry < active; entry = filter.next[entry]) {
+      const Needle& needle = needles[entry];
+      work += internal::kMultiCandidateCost;
+      if (keyed && filter.key[entry] != word) continue;
+      work += needle.size;
+      if (!MatchesAt(text, size, pos, needle)) continue;
+      if (earliest) {
+        if (entry < best.rank) best = MultiHit{pos, entry};
+        return;
+      }
+      best = MultiHit{pos, needle.rank};
+      active = entry;
+      return;
+    }
+  };
+
+  std::size_t pos = 0;
+  const std::size_t keyed_end = size >= 4 ? std::min(end, size - 3) : 0;
+  for (; pos < end; ++pos) {
+    if (!filter.has_short) {
+      // Only long needles: one bitmap lookup per position until one may start.
+      while (pos < keyed_end && filter.LongChain(Load32(text + pos)) == kNoNeedle) ++pos;
+      if (pos >= keyed_end) break;
+    }
+    std::uint16_t long_entry = kNoNeedle;
+    std::uint32_t word = 0;
+    if (pos < keyed_end) {
+      word = Load32(text + pos);
+      long_entry = filter.LongChain(word);
+    }
+    const std::uint16_t short_entry = filter.has_short ? filter.short_head[text[pos]] : kNoNeedle;
+    // Both chains empty: the common case, one test.
+    if ((long_entry & short_entry) == kNoNeedle) continue;
+    if (work > 2 * pos + internal::kMultiWorkSlack) {
+      // No needle of interest starts before pos.
+      if (earliest)
+        return internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit);
+      return internal::FinishOneByOne(text, size, pos, needles, active, goal, limit, best);
+    }
+    if (earliest) {
+      best.rank = kNotFound;
+      try_chain(long_entry, pos, word, true);
+      try_chain(short_entry, pos, word, false);
+      if (best.rank != kNotFound) return MultiHit{pos, needles[best.rank].rank};
+      best = kNoHit;
+    } else {
+      try_chain(long_entry, pos, word, true);
+      try_chain(short_entry, pos, word, false);
+      if (active == 0) return best;
+    }
+  }
+  return best;
+}
+
+namespace {
+
+// One slice: the fastest filter this build and CPU offer, or the plain rule for a single needle.
+MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* needles,
+                     std::size_t count, MultiGoal goal, std::size_t limit) {
+  if (count == 0) return kNoHit;
+  if (count == 1) {
+    return internal::FinishOneByOne(text, size, 0, needles, count, goal, limit, kNoHit);
+  }
+#if defined(QORSTL_X86_KERNELS)
+  if (count <= internal::kAvx2MaxNeedles && internal::CpuRuns(internal::Isa::kAvx2)) {
+    return internal::SearchFewAvx2(text, size, needles, count, goal, limit);
+  }
+#endif
+  return internal::SearchWithHashes(text, size, needles, count, goal, limit);
+}
+
+// The winner among entry(0), entry(1), ... entry(count - 1), ranked in that order, for `goal`.
+// Allocates nothing.
+template <typename Entry>
+MultiHit FindAmong(const std::string& text, std::size_t count, Entry entry, MultiGoal goal) {
+  // An empty pattern occurs at 0, so nothing ranked after the first one can win.
+  std::size_t first_empty = count;
+  for (std::size_t r = 0; r < count; ++r) {
+    if (entry(r).empty()) {
+      first_empty = r;
+      break;
+    }
+  }
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t size = text.size();
+  // Earliest: with an empty pattern only a lower-ranked one at 0 can win.
+  std::size_t limit = goal == MultiGoal::kEarliest && first_empty < count ? 1 : size;
+  MultiHit best = kNoHit;
+  Needle slice[kSliceSize];
+  for (std::size_t r = 0; r < first_empty && limit > 0;) {
+    std::size_t used = 0;
+    for (; r < first_empty && used < kSliceSize; ++r) {
+      const std::string& pattern = entry(r);
+      if (pattern.size() > size) continue;  // never occurs
+      slice[used++] =
+          Needle{reinterpret_cast<const unsigned char*>(pattern.data()), pattern.size(), r};
+    }
+    const MultiHit hit = SearchSlice(bytes, size, slice, used, goal, limit);
+    if (hit.pos == kNotFound) continue;
+    // Later slices rank lower: for kLowestRank they cannot win, for kEarliest only strictly
+    // earlier occurrences can.
+    if (goal == MultiGoal::kLowestRank) return hit;
+    best = hit;
+    limit = hit.pos;
+  }
+  if (best.pos == kNotFound && first_empty < count) return MultiHit{0, first_empty};
+  return best;
 }
 
 std::size_t ListedCount(const std::vector<std::string>& patterns) {
@@ -45,9 +259,12 @@ std::size_t ListedCount(const std::vector<std::string>& patterns) {
 
 std::size_t string_seq_find(const std::string& text, const std::vector<std::string>& patterns,
                             unsigned int& index) {
-  return FindInOrder(
-      text, ListedCount(patterns), [&](std::size_t i) -> const std::string& { return patterns[i]; },
-      index);
+  const std::size_t count = ListedCount(patterns);
+  const MultiHit hit = FindAmong(
+      text, count, [&](std::size_t i) -> const std::string& { return patterns[i]; },
+      MultiGoal::kLowestRank);
+  index = static_cast<unsigned int>(hit.pos == kNotFound ? count : hit.rank);
+  return hit.pos;
 }
 
 std::size_t string_find(const std::string& text, const std::vector<std::string>& patterns,
@@ -75,47 +292,33 @@ std::size_t string_find(const std::string& text, const std::vector<std::string>&
       break;
   }
 
-  unsigned int place = 0;
-  const std::size_t pos = FindInOrder(
-      text, count, [&](std::size_t i) -> const std::string& { return *order[i]; }, place);
-  if (pos == kNotFound) {
-    index = place;
+  const MultiHit hit = FindAmong(
+      text, count, [&](std::size_t i) -> const std::string& { return *order[i]; },
+      MultiGoal::kLowestRank);
+  if (hit.pos == kNotFound) {
+    index = static_cast<unsigned int>(count);
     return kNotFound;
   }
   // Among repeated patterns the caller learns the first one of its list.
-  const std::string& winner = *order[place];
+  const std::string& winner = *order[hit.rank];
   for (std::size_t i = 0; i < count; ++i) {
     if (patterns[i] == winner) {
       index = static_cast<unsigned int>(i);
       break;
     }
   }
-  return pos;
+  return hit.pos;
 }
 
 std::size_t string_find_first_one_of(const std::string& text,
                                      const std::vector<std::string>& patterns, int& index) {
   if (patterns.empty()) return kNotFound;
   const std::size_t count = std::min(patterns.size(), kMaxEarliestPatterns);
-  std::size_t best = FirstOccurrence(text, patterns[0]);
-  index = 0;
-  // Nothing starts before 0, so a match there ends the search.
-  for (std::size_t i = 1; i < count && best != 0; ++i) {
-    const std::string& pattern = patterns[i];
-    // Only an occurrence that starts before `best` can win, and such an occurrence lies within the
-    // first best - 1 + length bytes of the text.
-    std::size_t searched = text.size();
-    if (best != kNotFound && best - 1 + pattern.size() < searched) {
-      searched = best - 1 + pattern.size();
-    }
-    const std::size_t pos =
-        internal::FindFirst(text.data(), searched, pattern.data(), pattern.size());
-    if (pos < best) {
-      best = pos;
-      index = static_cast<int>(i);
-    }
-  }
-  return best;
+  const MultiHit hit = FindAmong(
+      text, count, [&](std::size_t i) -> const std::string& { return patterns[i]; },
+      MultiGoal::kEarliest);
+  index = hit.pos == kNotFound ? 0 : static_cast<int>(hit.rank);
+  return hit.pos;
 }
 
 }  // namespace qor

@@ -11,13 +11,22 @@
 // as a loop of edits (find at or after the resume point, erase, insert, resume after the inserted
 // text), the trims keeping what lies between the first and the last byte outside the set, and the
 // split appending the maximal runs of bytes outside the set. Some rounds replace with the text
-// itself as `from` or `to`: its value at the call is used.
+// itself as `from` or `to`: its value at the call is used. Every sixteenth round takes a long text
+// over twelve byte values, with sets of up to twelve of them and patterns cut from the text (up to
+// 20 bytes), so that the sixteen-at-a-time scans, the large sets and the long patterns take part.
 TEST(Edit, MatchesTheModels) {
   std::mt19937 rng(20240501);
-  const std::string abc("aaab\0\xE9", 6);
-  const auto random = [&](std::size_t n) { return qor_test::RandomFrom(rng, abc, n); };
+  const std::string small("aaab\0\xE9", 6), wide("aaabcdefgh\0\xE9\xFF,;\n", 16);
   for (int round = 0; round < 100000; ++round) {
-    const std::string text = random(24), arg = random(round % 7 ? 3 : 8),
+    const bool long_text = round % 16 == 0;
+    const auto random = [&](std::size_t n) {
+      return qor_test::RandomFrom(rng, long_text ? wide : small, n);
+    };
+    const std::string text = random(long_text ? 400 : 24);
+    const std::string arg = !long_text ? random(round % 7 ? 3 : 8)
+                            : rng() % 2 || text.empty()
+                                ? random(12)
+                                : text.substr(rng() % text.size(), 1 + rng() % 20),
                       from = round % 11 ? arg : text, to = round % 5 ? random(5) : text;
     std::string replaced = text, l, r, b, rep = text;
     for (std::size_t i = 0; !from.empty() && (i = rep.find(from, i)) != rep.npos; i += to.size())

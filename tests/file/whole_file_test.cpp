@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -108,4 +109,18 @@ TEST_F(WholeFile, CorpusAgreesWithIconv) {
   EXPECT_TRUE(units == expected) << "the units differ from iconv's";  // not printed: long
 }
 
+// Files of a megabyte and more are read in chunks: sizes around the chunk and around the size at
+// which chunked reading starts must all come back whole, zero bytes included, with one zero added.
+TEST_F(WholeFile, LargeFilesComeBackWhole) {
+  std::mt19937 rng(5);
+  for (std::size_t size : {(1u << 20) - 1, 1u << 20, (1u << 20) + (1u << 18), (3u << 20) + 7}) {
+    std::string bytes(size, '\0');
+    for (char& c : bytes) c = static_cast<char>(rng() % 4 ? rng() : 0);
+    ASSERT_TRUE(qor::write_file(f, bytes));
+    const std::string read = qor::dump_file(f);
+    EXPECT_EQ(read.size(), size + 1) << size;
+    EXPECT_TRUE(read.compare(0, size, bytes) == 0) << size;
+    EXPECT_EQ(read.back(), '\0') << size;
+  }
+}
 }  // namespace

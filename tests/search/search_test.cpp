@@ -1,6 +1,7 @@
 // The searches (string_find for one pattern or a list, string_seq_find, string_find_first_one_of)
 // and the slicers: tables of behaviour, models over random input, and adversarial input.
 #include <algorithm>
+#include <cctype>
 
 #include <gtest/gtest.h>
 
@@ -83,7 +84,9 @@ TEST(Search, TableOfBehaviour) {
 // Short texts and lists over a tiny alphabet; every eighth text is long, over two to four letters,
 // with patterns cut from it, periodic or mutated, so that candidates are dense and the search runs
 // through the sixteen-at-a-time scan and the Two-Way fallback. The last alphabet makes 'b' and '\0'
-// rare, so that stretches without them occur, and pieces of it often start with the rare 'b'.
+// rare, so that stretches without them occur, and pieces of it often start with the rare 'b'. Long
+// texts get lists of up to 40 patterns, and now and then 300 (more than one pass of the
+// multi-pattern filter takes), with repeats and empty patterns among them.
 TEST(Search, MatchesModelOnRandomInput) {
   const std::string alphabets[] = {std::string("ab\0\xC3", 4), "ab", "aab\xC3",
                                    std::string(40, 'a') + "b" + '\0'};
@@ -92,8 +95,8 @@ TEST(Search, MatchesModelOnRandomInput) {
     const bool big = iter % 8 == 0;
     const std::string& letters = alphabets[big ? 1 + iter / 8 % 3 : 0];
     const std::string text = qor_test::RandomFrom(rng, letters, big ? 3000 : 14);
-    List patterns(rng() % (iter % 8 == 1 ? 40 : 6));  // long lists reach the sort's merging
-    for (std::string& p : patterns) {                 // a piece of the text, often from a 'b'
+    List patterns(rng() % (iter % 256 == 0 ? 301 : big || iter % 8 == 1 ? 40 : 6));
+    for (std::string& p : patterns) {  // a piece of the text, often from a 'b'
       std::size_t start = text.empty() ? 0 : rng() % text.size();
       if (rng() % 2) start = std::min(text.find('b', start), text.size());
       p = text.substr(start, rng() % (big ? 300 : 5));
@@ -103,21 +106,49 @@ TEST(Search, MatchesModelOnRandomInput) {
       if (!p.empty() && rng() % 2) p[rng() % p.size()] = letters[rng() % letters.size()];
     }
     SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(patterns));
-    for (const std::string& p : patterns) ExpectCuts(text, p, text.find(p), text.find_first_of(p));
+    std::vector<std::size_t> found, order(patterns.size());
+    for (const std::string& p : patterns) found.push_back(text.find(p));
+    for (std::size_t i = 0; i < patterns.size() && i < 40; ++i)
+      ExpectCuts(text, patterns[i], found[i], text.find_first_of(patterns[i]));
     for (int which : {kSeq, kEarliest, 0, 1, 2, 3, 4, 7}) {
-      List order = patterns;  // in the order tried
-      std::stable_sort(order.begin(), order.end(), [which](auto& x, auto& y) {
-        const std::string &a = which % 2 ? x : y, &b = which % 2 ? y : x;  // 2 and 4 descending
+      for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;  // in the order tried
+      std::stable_sort(order.begin(), order.end(), [&](std::size_t x, std::size_t y) {
+        const std::string &a = patterns[which % 2 ? x : y], &b = patterns[which % 2 ? y : x];
         return which == 1 || which == 2 ? a.size() < b.size() : (which == 3 || which == 4) && a < b;
       });
       // The earliest, or the first found in that order; named by its first equal entry.
       std::pair<std::size_t, long long> want{
           npos, which == kEarliest ? -7 * patterns.empty() : (long long)patterns.size()};
-      for (const std::string& p : order)
-        if (which == kEarliest ? text.find(p) < want.first
-                               : want.first == npos && text.find(p) != npos)
-          want = {text.find(p), std::find(patterns.begin(), patterns.end(), p) - patterns.begin()};
+      for (std::size_t i : order)
+        if (which == kEarliest ? found[i] < want.first : want.first == npos && found[i] != npos)
+          want = {found[i],
+                  std::find(patterns.begin(), patterns.end(), patterns[i]) - patterns.begin()};
       EXPECT_EQ(Search(which, text, patterns), want) << "which=" << which;
     }
+  }
+}
+
+// string_containsIgnoreCase on long texts against searching folded copies: parts cut from the text,
+// their letters' case flipped at random and now and then one byte changed. Texts of only 'a' and
+// 'A' are dense with near-matches, so the search also hands over to the linear one.
+TEST(Search, ContainsIgnoreCaseMatchesModel) {
+  const std::string letters("aAbB\0\xC3\xE3", 7);
+  const auto fold = [](std::string s) {
+    for (char& c : s)
+      if (static_cast<unsigned char>(c) < 0x80) c = static_cast<char>(std::tolower(c));
+    return s;
+  };
+  std::mt19937 rng(99);
+  for (int iter = 0; iter < 3000 && !HasFailure(); ++iter) {
+    std::string text = qor_test::RandomFrom(rng, iter % 2 ? letters : letters.substr(0, 2), 2000);
+    if (iter % 4 == 0 && !text.empty()) text[text.size() - 1 - rng() % (text.size() / 4 + 1)] = 'b';
+    std::string part = text.substr(text.empty() ? 0 : rng() % text.size(), rng() % 200);
+    if (iter % 4 == 0) part = std::string(rng() % 100, 'A') + "B";  // found late, after a dense run
+    for (char& c : part)
+      if (rng() % 2 && std::isalpha(static_cast<unsigned char>(c))) c = static_cast<char>(c ^ 0x20);
+    if (rng() % 2 && !part.empty()) part[rng() % part.size()] = letters[rng() % letters.size()];
+    EXPECT_EQ(qor::string_containsIgnoreCase(text, part),
+              !part.empty() && fold(text).find(fold(part)) != npos)
+        << qor_test::Hex(text) << " / " << qor_test::Hex(part);
   }
 }

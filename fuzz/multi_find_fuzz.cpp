@@ -1,0 +1,98 @@
+// Compares the multi-pattern searches (string_find_first_one_of, string_seq_find and string_find on
+// a list in every mode) with a naive model written from their rules.
+// Input: byte 0 the number of patterns; byte 1 flags (bit 0: fold every byte onto "ab\0\xC3", so
+// that repeats and overlaps abound; bit 1: repeat the list until it holds more than 300 patterns);
+// then one length byte per pattern (its low five bits), the patterns' bytes, and the text.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "qor/qorstl.h"
+
+namespace {
+
+constexpr std::size_t npos = std::string::npos;
+
+std::size_t NaiveFind(const std::string& text, const std::string& pattern) {
+  for (std::size_t i = 0; i + pattern.size() <= text.size(); ++i) {
+    if (text.compare(i, pattern.size(), pattern) == 0) return i;
+  }
+  return npos;
+}
+
+bool Before(int mode, const std::string& a, const std::string& b) {
+  switch (mode) {
+    case 1:
+      return a.size() < b.size();
+    case 2:
+      return a.size() > b.size();
+    case 3:
+      return a < b;
+    case 4:
+      return b < a;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size < 2) return 0;
+  const std::size_t count = data[0];
+  const bool fold = (data[1] & 1) != 0;
+  const bool many = (data[1] & 2) != 0;
+  std::size_t at = 2;
+  std::vector<std::size_t> lengths;
+  for (std::size_t i = 0; i < count && at < size; ++i) lengths.push_back(data[at++] & 31u);
+  const auto take = [&](std::size_t n) {
+    std::string s;
+    for (; n > 0 && at < size; --n) {
+      const std::uint8_t b = data[at++];
+      s += fold ? "ab\0\xC3"[b & 3] : static_cast<char>(b);
+    }
+    return s;
+  };
+  std::vector<std::string> patterns;
+  for (std::size_t n : lengths) patterns.push_back(take(n));
+  const std::string text = take(size);
+  if (many && !patterns.empty()) {
+    const std::vector<std::string> once = patterns;
+    while (patterns.size() <= 300) patterns.insert(patterns.end(), once.begin(), once.end());
+  }
+  std::vector<std::size_t> found;
+  for (const std::string& p : patterns) found.push_back(NaiveFind(text, p));
+
+  // Earliest first occurrence, the lowest index at a tie.
+  std::size_t want = npos, want_index = 0;
+  for (std::size_t i = 0; i < patterns.size(); ++i) {
+    if (found[i] < want) want = found[i], want_index = i;
+  }
+  int index = -5;
+  if (qor::string_find_first_one_of(text, patterns, index) != want) std::abort();
+  if (index != (patterns.empty() ? -5 : static_cast<int>(want_index))) std::abort();
+
+  for (int mode : {-1, 0, 1, 2, 3, 4}) {
+    std::vector<std::size_t> order(patterns.size());
+    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+      return Before(mode, patterns[a], patterns[b]);
+    });
+    std::size_t pos = npos, winner = patterns.size();
+    for (std::size_t i : order) {
+      if (found[i] == npos) continue;
+      pos = found[i];
+      winner = static_cast<std::size_t>(std::find(patterns.begin(), patterns.end(), patterns[i]) -
+                                        patterns.begin());
+      break;
+    }
+    unsigned got_index = 12345;
+    const std::size_t got = mode == -1 ? qor::string_seq_find(text, patterns, got_index)
+                                       : qor::string_find(text, patterns, got_index, mode);
+    if (got != pos || got_index != winner) std::abort();
+  }
+  return 0;
+}

@@ -1,0 +1,65 @@
+// The one-pass search for many patterns, shared by the portable code and the AVX2 kernel. Plain
+// pointers only, so that the kernel unit, compiled for another instruction set, instantiates no
+// template the rest of the library also uses. Private to the library.
+#ifndef QORSTL_SRC_SEARCH_MULTI_FIND_H_
+#define QORSTL_SRC_SEARCH_MULTI_FIND_H_
+
+#include <cstddef>
+
+namespace qor {
+namespace internal {
+
+// One non-empty pattern of a slice of the list, and its rank: its place in the order in which
+// patterns are preferred (list order, or the order chosen by mode).
+struct Needle {
+  const unsigned char* bytes;
+  std::size_t size;
+  std::size_t rank;
+};
+
+enum class MultiGoal {
+  kLowestRank,  // the lowest-ranked pattern that occurs anywhere, at its first occurrence
+  kEarliest,    // the earliest occurrence of any pattern; at one position the lowest rank
+};
+
+// `pos` is npos when nothing was found.
+struct MultiHit {
+  std::size_t pos;
+  std::size_t rank;
+};
+
+// The plain rule, one pattern at a time with FindFirst, over the occurrences that start at or after
+// `from`; the caller knows that no needle of interest starts before `from`. The needles of interest
+// are needles[0, count) in ascending rank. For kLowestRank, `best` is the hit found so far and only
+// needles ranked below it are tried; for kEarliest, only occurrences before `limit` count. Linear
+// in the text per needle.
+MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t from,
+                        const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
+                        MultiHit best);
+
+// Verification charges: a candidate costs this much plus the bytes compared. Once the charge
+// outgrows twice the distance covered plus the slack, the text is dense with near-matches and the
+// search finishes one pattern at a time, which is linear per pattern.
+constexpr std::size_t kMultiCandidateCost = 4;
+constexpr std::size_t kMultiWorkSlack = 1024;
+
+// Needles searched in one pass; a longer list is searched in slices of this many.
+constexpr std::size_t kMultiSliceSize = 256;
+
+// The portable one-pass search: same contract as FinishOneByOne with from == 0 and no hit so far,
+// for count <= kMultiSliceSize.
+MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Needle* needles,
+                          std::size_t count, MultiGoal goal, std::size_t limit);
+
+// Lists of at most this many needles are filtered by the AVX2 kernel.
+constexpr std::size_t kAvx2MaxNeedles = 24;
+
+// The AVX2 kernel: same contract as FinishOneByOne with from == 0 and no hit so far. Exists only in
+// x86-64 builds with the kernels (QORSTL_X86_KERNELS); call it only when the CPU runs AVX2.
+MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
+                       std::size_t count, MultiGoal goal, std::size_t limit);
+
+}  // namespace internal
+}  // namespace qor
+
+#endif  // QORSTL_SRC_SEARCH_MULTI_FIND_H_

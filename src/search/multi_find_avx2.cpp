@@ -1,0 +1,123 @@
+// The AVX2 filter for short pattern lists: the patterns are spread over eight buckets, and a table
+// of the nibbles of each pattern's first three bytes tells, 32 text positions at a time, in which
+// buckets some pattern may start there. Only those buckets' patterns are compared. Compiled with
+// the AVX2 flags; called only when the CPU runs AVX2.
+#include <immintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "search/multi_find.h"
+
+namespace qor {
+namespace internal {
+namespace {
+
+constexpr std::size_t kBuckets = 8;
+constexpr std::size_t kNone = ~std::size_t{0};
+
+// Per fingerprint byte j: the buckets holding a pattern whose byte j has a given low nibble (lo) or
+// high nibble (hi), the 16 entries repeated in both halves for the per-half byte shuffle.
+struct NibbleTables {
+  alignas(32) unsigned char lo[3][32];
+  alignas(32) unsigned char hi[3][32];
+};
+
+template <std::size_t kBytes>
+MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles, std::size_t count,
+              MultiGoal goal, std::size_t limit, const NibbleTables& tables,
+              const std::size_t* bucket_begin) {
+  __m256i lo[kBytes], hi[kBytes];
+  for (std::size_t j = 0; j < kBytes; ++j) {
+    lo[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables.lo[j]));
+    hi[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables.hi[j]));
+  }
+  const __m256i nibble = _mm256_set1_epi8(0x0F);
+  const __m256i zero = _mm256_setzero_si256();
+  const bool earliest = goal == MultiGoal::kEarliest;
+  const std::size_t end = limit < size ? limit : size;
+  MultiHit best{kNone, kNone};
+  std::size_t active = count;  // for kLowestRank, the needles still able to improve on `best`
+  std::size_t work = 0;
+  alignas(32) unsigned char buckets[32];
+  std::size_t pos = 0;
+  for (; pos + 32 + (kBytes - 1) <= size && pos < end; pos += 32) {
+    __m256i found = zero;
+    for (std::size_t j = 0; j < kBytes; ++j) {
+      const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + pos + j));
+      const __m256i low = _mm256_and_si256(v, nibble);
+      const __m256i high = _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble);
+      const __m256i in =
+          _mm256_and_si256(_mm256_shuffle_epi8(lo[j], low), _mm256_shuffle_epi8(hi[j], high));
+      found = j == 0 ? in : _mm256_and_si256(found, in);
+    }
+    auto candidates =
+        ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, zero)));
+    if (end - pos < 32) candidates &= (std::uint32_t{1} << (end - pos)) - 1;
+    if (candidates == 0) continue;
+    if (work > 2 * pos + kMultiWorkSlack) {
+      // No needle of interest starts before pos.
+      return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
+    }
+    _mm256_store_si256(reinterpret_cast<__m256i*>(buckets), found);
+    for (; candidates != 0; candidates &= candidates - 1) {
+      const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
+      const std::size_t at = pos + offset;
+      // Buckets hold consecutive needles, so walking them in order tries the needles by rank.
+      for (unsigned bits = buckets[offset]; bits != 0; bits &= bits - 1) {
+        const auto bucket = static_cast<std::size_t>(__builtin_ctz(bits));
+        const std::size_t stop =
+            bucket_begin[bucket + 1] < active ? bucket_begin[bucket + 1] : active;
+        for (std::size_t i = bucket_begin[bucket]; i < stop; ++i) {
+          const Needle& needle = needles[i];
+          work += kMultiCandidateCost + needle.size;
+          if (needle.size > size - at || std::memcmp(text + at, needle.bytes, needle.size) != 0)
+            continue;
+          if (earliest) return MultiHit{at, needle.rank};
+          best = MultiHit{at, needle.rank};
+          active = i;
+          if (active == 0) return best;
+          break;  // the rest of this bucket ranks lower still
+        }
+      }
+    }
+  }
+  return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
+}
+
+}  // namespace
+
+MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
+                       std::size_t count, MultiGoal goal, std::size_t limit) {
+  NibbleTables tables;
+  std::memset(&tables, 0, sizeof tables);
+  std::size_t bucket_begin[kBuckets + 1];
+  for (std::size_t b = 0; b <= kBuckets; ++b) bucket_begin[b] = b * count / kBuckets;
+  std::size_t shortest = 3;
+  for (std::size_t i = 0; i < count; ++i)
+    shortest = needles[i].size < shortest ? needles[i].size : shortest;
+  const std::size_t bytes = shortest;
+  for (std::size_t b = 0; b < kBuckets; ++b) {
+    const auto bit = static_cast<unsigned char>(1u << b);
+    for (std::size_t i = bucket_begin[b]; i < bucket_begin[b + 1]; ++i) {
+      for (std::size_t j = 0; j < bytes; ++j) {
+        const unsigned char c = needles[i].bytes[j];
+        tables.lo[j][c & 0x0F] |= bit;
+        tables.lo[j][16 + (c & 0x0F)] |= bit;
+        tables.hi[j][c >> 4] |= bit;
+        tables.hi[j][16 + (c >> 4)] |= bit;
+      }
+    }
+  }
+  switch (bytes) {
+    case 1:
+      return Scan<1>(text, size, needles, count, goal, limit, tables, bucket_begin);
+    case 2:
+      return Scan<2>(text, size, needles, count, goal, limit, tables, bucket_begin);
+    default:
+      return Scan<3>(text, size, needles, count, goal, limit, tables, bucket_begin);
+  }
+}
+
+}  // namespace internal
+}  // namespace qor
