@@ -1,0 +1,193 @@
+// UTF-8 encoding kernels for AVX-512 (BW, VL, VBMI2): sixteen elements a block, each widened to its
+// one to four bytes in a 32-bit lane, the lanes' bytes compressed together and stored with a byte
+// mask, so nothing past the last whole sequence is written. Partial blocks use masked loads.
+#include "encoding/encode_kernels.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+
+// GCC 12 warns about the deliberately undefined vectors inside its own AVX-512 intrinsics.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
+namespace qor {
+namespace internal {
+namespace {
+
+struct RuleVectors {
+  __m512i one, max, top21, tag, excluded;
+  explicit RuleVectors(const PlainRule& rule)
+      : one(_mm512_set1_epi32(1)),
+        max(_mm512_set1_epi32(static_cast<int>(rule.max))),
+        top21(_mm512_set1_epi32(static_cast<int>(0xFFFFF800u))),
+        tag(_mm512_set1_epi32(static_cast<int>(rule.surrogate_tag))),
+        excluded(_mm512_set1_epi32(static_cast<int>(rule.excluded))) {}
+};
+
+// The lanes of the 16 elements at p that are plain.
+inline __mmask16 PlainLanes(__m512i v, __mmask16 lanes, const RuleVectors& r) {
+  __mmask16 plain = _mm512_mask_cmplt_epu32_mask(lanes, _mm512_sub_epi32(v, r.one), r.max);
+  plain = _mm512_mask_cmpneq_epi32_mask(plain, _mm512_and_si512(v, r.top21), r.tag);
+  return _mm512_mask_cmpneq_epi32_mask(plain, v, r.excluded);
+}
+
+// The lanes of the block at p[0, avail) that may be settled: the plain ones before the first
+// that is not (or the end). Sets `count` to their number. A whole plain block is the common case
+// and takes no mask arithmetic.
+inline __mmask16 LeadingPlain(const wchar_t* p, std::size_t avail, const RuleVectors& r, __m512i& v,
+                              unsigned& count) {
+  if (avail >= 16) {
+    v = _mm512_loadu_si512(p);
+    const __mmask16 plain = PlainLanes(v, 0xFFFF, r);
+    if (plain == 0xFFFF) {
+      count = 16;
+      return plain;
+    }
+    count = static_cast<unsigned>(__builtin_ctz(~static_cast<unsigned>(plain)));
+    return static_cast<__mmask16>((1u << count) - 1);
+  }
+  const auto lanes = static_cast<__mmask16>((1u << avail) - 1);
+  v = _mm512_maskz_loadu_epi32(lanes, p);
+  const __mmask16 plain = PlainLanes(v, lanes, r);
+  count = static_cast<unsigned>(__builtin_ctz(~static_cast<unsigned>(plain)));
+  return static_cast<__mmask16>((1u << count) - 1);
+}
+
+std::size_t MeasureAvx512(const wchar_t* p, std::size_t n, const PlainRule& rule,
+                          std::size_t& used) {
+  const RuleVectors r(rule);
+  const __m512i above_1 = _mm512_set1_epi32(0x7F);
+  const __m512i above_2 = _mm512_set1_epi32(0x7FF);
+  const __m512i above_3 = _mm512_set1_epi32(0xFFFF);
+  std::size_t bytes = 0;
+  std::size_t i = 0;
+  bool stopped = false;
+  while (!stopped && i < n) {
+    // Each lane adds at most 3 a block; summed long before a lane could overflow.
+    __m512i extra = _mm512_setzero_si512();
+    for (std::size_t blocks = 0; blocks < (1u << 24); ++blocks) {
+      __m512i v;
+      unsigned count = 0;
+      const __mmask16 active = LeadingPlain(p + i, n - i, r, v, count);
+      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_1), extra,
+                                    r.one);
+      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_2), extra,
+                                    r.one);
+      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
+                                    r.one);
+      bytes += count;
+      i += count;
+      if (count < 16) {
+        stopped = true;
+        break;
+      }
+    }
+    bytes += static_cast<std::uint32_t>(_mm512_reduce_add_epi32(extra));
+  }
+  used = i;
+  return bytes;
+}
+
+// Sixty-four elements 1..7F at p narrowed to bytes at out; false, writing nothing, otherwise.
+inline bool AsciiBlock(const wchar_t* p, unsigned char* out) {
+  const __m512i a = _mm512_loadu_si512(p);
+  const __m512i b = _mm512_loadu_si512(p + 16);
+  const __m512i c = _mm512_loadu_si512(p + 32);
+  const __m512i d = _mm512_loadu_si512(p + 48);
+  const __m512i any = _mm512_or_si512(_mm512_or_si512(a, b), _mm512_or_si512(c, d));
+  const __m512i least = _mm512_min_epu32(_mm512_min_epu32(a, b), _mm512_min_epu32(c, d));
+  if (_mm512_test_epi32_mask(any, _mm512_set1_epi32(~0x7F)) != 0 ||
+      _mm512_cmpeq_epi32_mask(least, _mm512_setzero_si512()) != 0) {
+    return false;
+  }
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm512_cvtepi32_epi8(a));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16), _mm512_cvtepi32_epi8(b));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 32), _mm512_cvtepi32_epi8(c));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 48), _mm512_cvtepi32_epi8(d));
+  return true;
+}
+
+std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
+                         const PlainRule& rule, std::size_t& written) {
+  const RuleVectors r(rule);
+  const __m512i above_1 = _mm512_set1_epi32(0x7F);
+  const __m512i above_2 = _mm512_set1_epi32(0x7FF);
+  const __m512i above_3 = _mm512_set1_epi32(0xFFFF);
+  const __m512i all_ones = _mm512_set1_epi32(-1);
+  const __m512i shift_base = _mm512_set1_epi32(24);
+  const __m512i continuation_marks = _mm512_set1_epi32(static_cast<int>(0x80808080u));
+  // The marks of a lead byte by extra byte count 0..3 (a single byte is stored as it is).
+  const __m512i lead_marks =
+      _mm512_setr_epi32(0, 0xC0, 0xE0, 0xF0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  std::size_t i = 0;
+  std::size_t w = 0;
+  bool ascii_text = true;  // try 64 at a time again after each block of ASCII
+  while (i < n) {
+    if (ascii_text && n - i >= 64 && room - w >= 64) {
+      if (AsciiBlock(p + i, out + w)) {
+        i += 64;
+        w += 64;
+        continue;
+      }
+      ascii_text = false;
+    }
+    __m512i v;
+    unsigned count = 0;
+    const __mmask16 active = LeadingPlain(p + i, n - i, r, v, count);
+    if (count == 0) break;
+    const __mmask16 multi = _mm512_mask_cmpgt_epu32_mask(active, v, above_1);
+    if (multi == 0) {
+      ascii_text = true;
+      if (room - w < count) break;
+      _mm_mask_storeu_epi8(out + w, active, _mm512_cvtepi32_epi8(v));
+      w += count;
+      i += count;
+      if (count < 16) break;
+      continue;
+    }
+    // Extra bytes per lane, then the four-byte form with every group in a byte of its own, lead
+    // group first, shifted down to the lane's length and given its lead mark.
+    __m512i extra = _mm512_maskz_mov_epi32(multi, r.one);
+    extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_2), extra,
+                                  r.one);
+    extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
+                                  r.one);
+    const __m512i shift = _mm512_sub_epi32(shift_base, _mm512_slli_epi32(extra, 3));
+    const __m512i groups_3_2 = _mm512_ternarylogic_epi32(
+        _mm512_and_si512(_mm512_slli_epi32(v, 24), _mm512_set1_epi32(0x3F000000)),
+        _mm512_and_si512(_mm512_slli_epi32(v, 10), _mm512_set1_epi32(0x003F0000)),
+        continuation_marks, 0xFE);
+    const __m512i groups_1_0 =
+        _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(v, 4), _mm512_set1_epi32(0x00003F00)),
+                        _mm512_srli_epi32(v, 18));
+    const __m512i forms =
+        _mm512_or_si512(_mm512_srlv_epi32(_mm512_or_si512(groups_3_2, groups_1_0), shift),
+                        _mm512_permutexvar_epi32(extra, lead_marks));
+    const __m512i lanes_bytes = _mm512_mask_mov_epi32(forms, static_cast<__mmask16>(~multi), v);
+    const __m512i kept = _mm512_maskz_srlv_epi32(active, all_ones, shift);
+    const __mmask64 bytes_mask = _mm512_test_epi8_mask(kept, kept);
+    const auto len = static_cast<std::size_t>(_mm_popcnt_u64(bytes_mask));
+    if (room - w < len) break;
+    _mm512_mask_storeu_epi8(out + w, _bzhi_u64(~0ull, static_cast<unsigned>(len)),
+                            _mm512_maskz_compress_epi8(bytes_mask, lanes_bytes));
+    w += len;
+    i += count;
+    if (count < 16) break;
+  }
+  // A block short of room is finished element by element.
+  std::size_t tail = 0;
+  i += EncodePlainScalar(p + i, n - i, out + w, room - w, rule, tail);
+  written = w + tail;
+  return i;
+}
+
+}  // namespace
+
+extern const EncodeKernels kEncodeAvx512;
+const EncodeKernels kEncodeAvx512 = {Isa::kAvx512, MeasureAvx512, EncodeAvx512};
+
+}  // namespace internal
+}  // namespace qor
+
+#endif  // defined(__x86_64__)
