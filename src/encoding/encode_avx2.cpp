@@ -186,10 +186,54 @@ std::size_t EncodeAvx2(const wchar_t* p, std::size_t n, unsigned char* out, std:
   return i;
 }
 
+// Sixteen elements at a time while all are units 0..0xFFFF other than surrogates.
+std::size_t ToUtf16BeAvx2(const wchar_t* p, std::size_t n, unsigned char* out) {
+  const __m256i flip = _mm256_set1_epi32(INT32_MIN);
+  const __m256i max = _mm256_set1_epi32(0xFFFF ^ INT32_MIN);
+  const __m256i top21 = _mm256_set1_epi32(static_cast<int>(0xFFFFF800u));
+  const __m256i surrogates = _mm256_set1_epi32(0xD800);
+  const __m256i swap = _mm256_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14, 1, 0,
+                                        3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14);
+  std::size_t i = 0;
+  for (; n - i >= 16; i += 16) {
+    const __m256i a = Load(p + i);
+    const __m256i b = Load(p + i + 8);
+    const __m256i refused = _mm256_or_si256(
+        _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_xor_si256(a, flip), max),
+                        _mm256_cmpgt_epi32(_mm256_xor_si256(b, flip), max)),
+        _mm256_or_si256(_mm256_cmpeq_epi32(_mm256_and_si256(a, top21), surrogates),
+                        _mm256_cmpeq_epi32(_mm256_and_si256(b, top21), surrogates)));
+    if (!_mm256_testz_si256(refused, refused)) break;
+    if (out == nullptr) continue;
+    const __m256i units = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * i), _mm256_shuffle_epi8(units, swap));
+  }
+  return i + ToUtf16BeScalar(p + i, n - i, out != nullptr ? out + 2 * i : nullptr);
+}
+
+std::size_t FromUtf16BeAvx2(const unsigned char* p, std::size_t n, wchar_t* out) {
+  const __m256i swap = _mm256_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14, 1, 0,
+                                        3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14);
+  const __m256i top5 = _mm256_set1_epi16(static_cast<short>(0xF800));
+  const __m256i surrogates = _mm256_set1_epi16(static_cast<short>(0xD800));
+  std::size_t i = 0;
+  for (; n - i >= 16; i += 16) {
+    const __m256i units =
+        _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2 * i)), swap);
+    const __m256i refused = _mm256_cmpeq_epi16(_mm256_and_si256(units, top5), surrogates);
+    if (!_mm256_testz_si256(refused, refused)) break;
+    auto* o = reinterpret_cast<__m256i*>(out + i);
+    _mm256_storeu_si256(o, _mm256_cvtepu16_epi32(_mm256_castsi256_si128(units)));
+    _mm256_storeu_si256(o + 1, _mm256_cvtepu16_epi32(_mm256_extracti128_si256(units, 1)));
+  }
+  return i + FromUtf16BeScalar(p + 2 * i, n - i, out + i);
+}
+
 }  // namespace
 
 extern const EncodeKernels kEncodeAvx2;
-const EncodeKernels kEncodeAvx2 = {Isa::kAvx2, MeasureAvx2, EncodeAvx2};
+const EncodeKernels kEncodeAvx2 = {Isa::kAvx2, MeasureAvx2, EncodeAvx2, ToUtf16BeAvx2,
+                                   FromUtf16BeAvx2};
 
 }  // namespace internal
 }  // namespace qor

@@ -182,10 +182,46 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
   return i;
 }
 
+// Sixteen elements at a time while all are units 0..0xFFFF other than surrogates.
+std::size_t ToUtf16BeAvx512(const wchar_t* p, std::size_t n, unsigned char* out) {
+  const __m512i max = _mm512_set1_epi32(0xFFFF);
+  const __m512i top21 = _mm512_set1_epi32(static_cast<int>(0xFFFFF800u));
+  const __m512i surrogates = _mm512_set1_epi32(0xD800);
+  const __m256i swap = _mm256_setr_epi8(1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14, 1, 0,
+                                        3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14);
+  std::size_t i = 0;
+  for (; n - i >= 16; i += 16) {
+    const __m512i v = _mm512_loadu_si512(p + i);
+    if ((_mm512_cmpgt_epu32_mask(v, max) |
+         _mm512_cmpeq_epi32_mask(_mm512_and_si512(v, top21), surrogates)) != 0) {
+      break;
+    }
+    if (out == nullptr) continue;
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 2 * i),
+                        _mm256_shuffle_epi8(_mm512_cvtepi32_epi16(v), swap));
+  }
+  return i + ToUtf16BeScalar(p + i, n - i, out != nullptr ? out + 2 * i : nullptr);
+}
+
+std::size_t FromUtf16BeAvx512(const unsigned char* p, std::size_t n, wchar_t* out) {
+  const __m512i swap = _mm512_set4_epi32(0x0E0F0C0D, 0x0A0B0809, 0x06070405, 0x02030001);
+  const __m512i top5 = _mm512_set1_epi16(static_cast<short>(0xF800));
+  const __m512i surrogates = _mm512_set1_epi16(static_cast<short>(0xD800));
+  std::size_t i = 0;
+  for (; n - i >= 32; i += 32) {
+    const __m512i units = _mm512_shuffle_epi8(_mm512_loadu_si512(p + 2 * i), swap);
+    if (_mm512_cmpeq_epi16_mask(_mm512_and_si512(units, top5), surrogates) != 0) break;
+    _mm512_storeu_si512(out + i, _mm512_cvtepu16_epi32(_mm512_castsi512_si256(units)));
+    _mm512_storeu_si512(out + i + 16, _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(units, 1)));
+  }
+  return i + FromUtf16BeScalar(p + 2 * i, n - i, out + i);
+}
+
 }  // namespace
 
 extern const EncodeKernels kEncodeAvx512;
-const EncodeKernels kEncodeAvx512 = {Isa::kAvx512, MeasureAvx512, EncodeAvx512};
+const EncodeKernels kEncodeAvx512 = {Isa::kAvx512, MeasureAvx512, EncodeAvx512, ToUtf16BeAvx512,
+                                     FromUtf16BeAvx512};
 
 }  // namespace internal
 }  // namespace qor

@@ -11,7 +11,8 @@ extern const EncodeKernels kEncodeAvx512;
 
 namespace {
 
-const EncodeKernels kEncodeScalar = {Isa::kScalar, MeasurePlainScalar, EncodePlainScalar};
+const EncodeKernels kEncodeScalar = {Isa::kScalar, MeasurePlainScalar, EncodePlainScalar,
+                                     ToUtf16BeScalar, FromUtf16BeScalar};
 
 }  // namespace
 

@@ -40,6 +40,12 @@ struct EncodeKernels {
   // out + written is changed.
   std::size_t (*encode)(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
                         const PlainRule& rule, std::size_t& written);
+  // Length of the leading run of p[0, n) that is one UTF-16 unit each (0..0xFFFF, no surrogate);
+  // the units are also written big-endian at out unless it is null.
+  std::size_t (*to_utf16be)(const wchar_t* p, std::size_t n, unsigned char* out);
+  // Length of the leading run of the n big-endian units at p that are no surrogates; they are
+  // written as elements at out.
+  std::size_t (*from_utf16be)(const unsigned char* p, std::size_t n, wchar_t* out);
 };
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
@@ -78,6 +84,29 @@ inline std::size_t EncodePlainScalar(const wchar_t* p, std::size_t n, unsigned c
   return i;
 }
 
+inline std::size_t ToUtf16BeScalar(const wchar_t* p, std::size_t n, unsigned char* out) {
+  std::size_t i = 0;
+  for (; i < n; ++i) {
+    const auto c = static_cast<std::uint32_t>(p[i]);
+    if (c > 0xFFFF || IsSurrogate(c)) break;
+    if (out != nullptr) {
+      out[2 * i] = static_cast<unsigned char>(c >> 8);
+      out[2 * i + 1] = static_cast<unsigned char>(c & 0xFF);
+    }
+  }
+  return i;
+}
+
+inline std::size_t FromUtf16BeScalar(const unsigned char* p, std::size_t n, wchar_t* out) {
+  std::size_t i = 0;
+  for (; i < n; ++i) {
+    const std::uint32_t unit = (std::uint32_t{p[2 * i]} << 8) | p[2 * i + 1];
+    if (IsSurrogate(unit)) break;
+    out[i] = static_cast<wchar_t>(unit);
+  }
+  return i;
+}
+
 // The coders, each with the kernels it runs on; the public functions pass the best table.
 // `wchar_to_utf8` on caller buffers.
 std::size_t WideToUtf8With(const EncodeKernels& kernels, const wchar_t* src, std::size_t src_len,
@@ -89,6 +118,12 @@ bool CodePointsToUtf8With(const EncodeKernels& kernels, const std::wstring& text
 // "utf-8-16": UTF-16 code units to UTF-8, false for an unpaired surrogate or a value above
 // 0x10FFFF.
 bool Utf16UnitsToUtf8With(const EncodeKernels& kernels, const std::wstring& text, std::string& out);
+// "utf-16": code points to big-endian UTF-16 bytes and back, false for a surrogate code point, a
+// value above 0x10FFFF, an unpaired surrogate unit or an odd byte count.
+bool CodePointsToUtf16BeWith(const EncodeKernels& kernels, const std::wstring& text,
+                             std::string& out);
+bool Utf16BeToCodePointsWith(const EncodeKernels& kernels, const std::string& text,
+                             std::wstring& out);
 // `to_utf8`: one to three bytes per element, "?" above 0xFFFF; never fails.
 std::string BmpUnitsToUtf8With(const EncodeKernels& kernels, const std::wstring& text);
 std::string BmpUnitsToUtf8(const std::wstring& text);

@@ -80,10 +80,54 @@ std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std:
   return i;
 }
 
+// Eight elements at a time while all are units 0..0xFFFF other than surrogates.
+std::size_t ToUtf16BeSse2(const wchar_t* p, std::size_t n, unsigned char* out) {
+  const __m128i flip = _mm_set1_epi32(INT32_MIN);
+  const __m128i max = _mm_set1_epi32(0xFFFF ^ INT32_MIN);
+  const __m128i top21 = _mm_set1_epi32(static_cast<int>(0xFFFFF800u));
+  const __m128i surrogates = _mm_set1_epi32(0xD800);
+  const __m128i half = _mm_set1_epi32(0x8000);
+  std::size_t i = 0;
+  for (; n - i >= 8; i += 8) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 4));
+    const __m128i refused =
+        _mm_or_si128(_mm_or_si128(_mm_cmpgt_epi32(_mm_xor_si128(a, flip), max),
+                                  _mm_cmpgt_epi32(_mm_xor_si128(b, flip), max)),
+                     _mm_or_si128(_mm_cmpeq_epi32(_mm_and_si128(a, top21), surrogates),
+                                  _mm_cmpeq_epi32(_mm_and_si128(b, top21), surrogates)));
+    if (_mm_movemask_epi8(refused) != 0) break;
+    if (out == nullptr) continue;
+    // A signed pack of the values moved down by 0x8000, moved back up in 16 bits.
+    const __m128i units = _mm_add_epi16(
+        _mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)), _mm_set1_epi16(-0x8000));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i),
+                     _mm_or_si128(_mm_slli_epi16(units, 8), _mm_srli_epi16(units, 8)));
+  }
+  return i + ToUtf16BeScalar(p + i, n - i, out != nullptr ? out + 2 * i : nullptr);
+}
+
+std::size_t FromUtf16BeSse2(const unsigned char* p, std::size_t n, wchar_t* out) {
+  const __m128i top5 = _mm_set1_epi16(static_cast<short>(0xF800));
+  const __m128i surrogates = _mm_set1_epi16(static_cast<short>(0xD800));
+  const __m128i zero = _mm_setzero_si128();
+  std::size_t i = 0;
+  for (; n - i >= 8; i += 8) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2 * i));
+    const __m128i units = _mm_or_si128(_mm_slli_epi16(bytes, 8), _mm_srli_epi16(bytes, 8));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(units, top5), surrogates)) != 0) break;
+    auto* o = reinterpret_cast<__m128i*>(out + i);
+    _mm_storeu_si128(o, _mm_unpacklo_epi16(units, zero));
+    _mm_storeu_si128(o + 1, _mm_unpackhi_epi16(units, zero));
+  }
+  return i + FromUtf16BeScalar(p + 2 * i, n - i, out + i);
+}
+
 }  // namespace
 
 extern const EncodeKernels kEncodeSse2;
-const EncodeKernels kEncodeSse2 = {Isa::kSse2, MeasureSse2, EncodeSse2};
+const EncodeKernels kEncodeSse2 = {Isa::kSse2, MeasureSse2, EncodeSse2, ToUtf16BeSse2,
+                                   FromUtf16BeSse2};
 
 }  // namespace internal
 }  // namespace qor

@@ -172,52 +172,5 @@ bool Utf8ToUtf16Units(const std::string& text, std::wstring& out) {
   return DecodeUtf8<true>(text, out);
 }
 
-bool Utf16BeToCodePoints(const std::string& text, std::wstring& out) {
-  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  if (n % 2 != 0) return false;  // a unit cut short by the end
-  out.assign(n / 2, L'\0');
-  std::size_t w = 0;
-  for (std::size_t i = 0; i < n; i += 2) {
-    const std::uint32_t unit = (std::uint32_t{p[i]} << 8) | p[i + 1];
-    if (!IsSurrogate(unit)) {
-      out[w++] = static_cast<wchar_t>(unit);
-      continue;
-    }
-    if (!IsHighSurrogate(unit) || n - i < 4) return false;
-    const std::uint32_t low = (std::uint32_t{p[i + 2]} << 8) | p[i + 3];
-    if (!IsLowSurrogate(low)) return false;
-    out[w++] = static_cast<wchar_t>(0x10000u + ((unit - 0xD800u) << 10) + (low - 0xDC00u));
-    i += 2;
-  }
-  out.resize(w);
-  return true;
-}
-
-bool CodePointsToUtf16Be(const std::wstring& text, std::string& out) {
-  std::size_t size = 0;
-  for (const wchar_t element : text) {
-    const auto code = static_cast<std::uint32_t>(element);
-    if (IsSurrogate(code) || code > kMaxCode) return false;
-    size += code < 0x10000 ? 2 : 4;
-  }
-  out.assign(size, '\0');
-  std::size_t w = 0;
-  const auto put_unit = [&out, &w](std::uint32_t unit) {
-    out[w++] = static_cast<char>(static_cast<unsigned char>(unit >> 8));
-    out[w++] = static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
-  };
-  for (const wchar_t element : text) {
-    const auto code = static_cast<std::uint32_t>(element);
-    if (code < 0x10000) {
-      put_unit(code);
-    } else {
-      put_unit(0xD800u + ((code - 0x10000u) >> 10));
-      put_unit(0xDC00u + (code & 0x3FFu));
-    }
-  }
-  return true;
-}
-
 }  // namespace internal
 }  // namespace qor

@@ -1,6 +1,6 @@
-// Whole wide strings to UTF-8 for the encoding names "utf-8" and "utf-8-16" and for `to_utf8`: an
-// exact size first, one allocation, one fill. Plain runs go to the encoding kernels; each coder's
-// step below states its rule for the elements a kernel leaves.
+// Whole wide strings to UTF-8 for the encoding names "utf-8" and "utf-8-16" and for `to_utf8`, and
+// both directions of "utf-16": an exact size first, one allocation, one fill. Plain runs go to the
+// encoding kernels; each coder's step below states its rule for the elements a kernel leaves.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -98,6 +98,64 @@ bool Utf16UnitsToUtf8With(const EncodeKernels& kernels, const std::wstring& text
   return EncodeString(kernels, text, {kMaxCode, 0xD800, 0}, step, out);
 }
 
+bool CodePointsToUtf16BeWith(const EncodeKernels& kernels, const std::wstring& text,
+                             std::string& out) {
+  const wchar_t* const p = text.data();
+  const std::size_t n = text.size();
+  // Two bytes per element, two more for each that needs a surrogate pair.
+  std::size_t size = 2 * n;
+  for (std::size_t i = 0;;) {
+    i += kernels.to_utf16be(p + i, n - i, nullptr);
+    if (i == n) break;
+    const auto c = static_cast<std::uint32_t>(p[i++]);
+    if (IsSurrogate(c) || c > kMaxCode) return false;
+    size += 2;
+  }
+  out.assign(size, '\0');
+  auto* const base = reinterpret_cast<unsigned char*>(&out[0]);
+  std::size_t w = 0;
+  const auto put_unit = [base, &w](std::uint32_t unit) {
+    base[w++] = static_cast<unsigned char>(unit >> 8);
+    base[w++] = static_cast<unsigned char>(unit & 0xFF);
+  };
+  for (std::size_t i = 0;;) {
+    const std::size_t run = kernels.to_utf16be(p + i, n - i, base + w);
+    i += run;
+    w += 2 * run;
+    if (i == n) break;
+    const auto c = static_cast<std::uint32_t>(p[i++]);
+    put_unit(0xD800u + ((c - 0x10000u) >> 10));
+    put_unit(0xDC00u + (c & 0x3FFu));
+  }
+  return true;
+}
+
+bool Utf16BeToCodePointsWith(const EncodeKernels& kernels, const std::string& text,
+                             std::wstring& out) {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size() / 2;
+  if (text.size() % 2 != 0) return false;  // a unit cut short by the end
+  out.assign(n, L'\0');
+  if (n == 0) return true;
+  wchar_t* const base = &out[0];
+  std::size_t w = 0;
+  for (std::size_t i = 0;;) {
+    const std::size_t run = kernels.from_utf16be(p + 2 * i, n - i, base + w);
+    i += run;
+    w += run;
+    if (i == n) break;
+    // A surrogate: the high half of a pair, or the text does not convert.
+    const std::uint32_t unit = (std::uint32_t{p[2 * i]} << 8) | p[2 * i + 1];
+    if (!IsHighSurrogate(unit) || n - i < 2) return false;
+    const std::uint32_t low = (std::uint32_t{p[2 * i + 2]} << 8) | p[2 * i + 3];
+    if (!IsLowSurrogate(low)) return false;
+    base[w++] = static_cast<wchar_t>(0x10000u + ((unit - 0xD800u) << 10) + (low - 0xDC00u));
+    i += 2;
+  }
+  out.resize(w);
+  return true;
+}
+
 std::string BmpUnitsToUtf8With(const EncodeKernels& kernels, const std::wstring& text) {
   // Every element up to 0xFFFF, zero and surrogates included, takes its one- to three-byte form;
   // larger ones, which to_utf16 never gives, become "?".
@@ -118,6 +176,14 @@ bool CodePointsToUtf8(const std::wstring& text, std::string& out) {
 
 bool Utf16UnitsToUtf8(const std::wstring& text, std::string& out) {
   return Utf16UnitsToUtf8With(BestEncodeKernels(), text, out);
+}
+
+bool CodePointsToUtf16Be(const std::wstring& text, std::string& out) {
+  return CodePointsToUtf16BeWith(BestEncodeKernels(), text, out);
+}
+
+bool Utf16BeToCodePoints(const std::string& text, std::wstring& out) {
+  return Utf16BeToCodePointsWith(BestEncodeKernels(), text, out);
 }
 
 std::string BmpUnitsToUtf8(const std::wstring& text) {
