@@ -12,7 +12,6 @@ namespace internal {
 namespace {
 
 constexpr std::uint32_t kMaxCode = 0x10FFFF;
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
 constexpr bool IsContinuation(unsigned char b) {
   return (b & 0xC0) == 0x80;
@@ -20,14 +19,6 @@ constexpr bool IsContinuation(unsigned char b) {
 
 constexpr bool IsSurrogate(std::uint32_t v) {
   return (v & 0xFFFFF800u) == 0xD800u;
-}
-
-constexpr bool IsHighSurrogate(std::uint32_t v) {
-  return (v & 0xFFFFFC00u) == 0xD800u;
-}
-
-constexpr bool IsLowSurrogate(std::uint32_t v) {
-  return (v & 0xFFFFFC00u) == 0xDC00u;
 }
 
 // Whether the units at p start a run of at least two units 01..7F, worth a block conversion; a
@@ -68,23 +59,6 @@ inline unsigned DecodeSequence(const unsigned char* p, std::size_t avail, std::u
     return 4;
   }
   return 0;  // F5..FF start no sequence of a value up to 0x10FFFF
-}
-
-// Writes the UTF-8 form of a code point up to 0x10FFFF at `out` (when not null); returns its
-// length.
-inline unsigned EncodeSequence(std::uint32_t code, unsigned char* out) {
-  const unsigned n = code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-  if (out == nullptr) return n;
-  if (n == 1) {
-    out[0] = static_cast<unsigned char>(code);
-    return 1;
-  }
-  constexpr unsigned char kLeadMarker[5] = {0, 0, 0xC0, 0xE0, 0xF0};
-  out[0] = static_cast<unsigned char>(kLeadMarker[n] | (code >> (6 * (n - 1))));
-  for (unsigned k = 1; k < n; ++k) {
-    out[k] = static_cast<unsigned char>(0x80u | ((code >> (6 * (n - 1 - k))) & 0x3Fu));
-  }
-  return n;
 }
 
 // Room for decoding p[0, n): one element for every byte that is not a continuation byte (each
