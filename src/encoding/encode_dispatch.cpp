@@ -34,7 +34,10 @@ const EncodeKernels* EncodeKernelsFor(Isa isa) {
 
 // Resolved on first use (thread-safe), read-only after: callers share no state that changes.
 const EncodeKernels& BestEncodeKernels() {
-  static const EncodeKernels& best = *EncodeKernelsFor(BestIsa());
+  static const EncodeKernels& best = [] {
+    const EncodeKernels* kernels = EncodeKernelsFor(BestIsa());
+    return kernels != nullptr ? *kernels : kEncodeScalar;  // a level without tables of ours
+  }();
   return best;
 }
 
