@@ -108,6 +108,36 @@ inline bool AsciiBlock(const wchar_t* p, unsigned char* out) {
   return true;
 }
 
+// Thirty-two elements 1..7FF at p (ASCII, Latin, Greek, Cyrillic, Hebrew, Arabic...) to UTF-8 at
+// out, taken as 16-bit words of one or two bytes each. Returns the bytes written, or 0, writing
+// nothing, when an element lies outside 1..7FF or the room is short.
+inline std::size_t TwoByteBlock(const wchar_t* p, unsigned char* out, std::size_t room) {
+  const __m512i a = _mm512_loadu_si512(p);
+  const __m512i b = _mm512_loadu_si512(p + 16);
+  const __m512i one = _mm512_set1_epi32(1);
+  const __m512i below = _mm512_set1_epi32(0x7FF);
+  if ((_mm512_cmplt_epu32_mask(_mm512_sub_epi32(a, one), below) &
+       _mm512_cmplt_epu32_mask(_mm512_sub_epi32(b, one), below)) != 0xFFFF) {
+    return 0;
+  }
+  const __m512i words = _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi32_epi16(a)),
+                                           _mm512_cvtepi32_epi16(b), 1);
+  const __mmask32 two = _mm512_cmpgt_epu16_mask(words, _mm512_set1_epi16(0x7F));
+  const auto len = static_cast<std::size_t>(32 + _mm_popcnt_u32(two));
+  if (room < len) return 0;
+  // Lead 110 and the top five bits in the low byte, 10 and the low six bits in the high byte.
+  const __m512i pairs = _mm512_ternarylogic_epi32(
+      _mm512_srli_epi16(words, 6),
+      _mm512_slli_epi16(_mm512_and_si512(words, _mm512_set1_epi16(0x3F)), 8),
+      _mm512_set1_epi16(static_cast<short>(0x80C0)), 0xFE);
+  const __m512i forms = _mm512_mask_mov_epi16(words, two, pairs);
+  // Every low byte is kept, a high byte only for a two-byte form.
+  const __mmask64 kept = 0x5555555555555555ull | _pdep_u64(two, 0xAAAAAAAAAAAAAAAAull);
+  _mm512_mask_storeu_epi8(out, _bzhi_u64(~0ull, static_cast<unsigned>(len)),
+                          _mm512_maskz_compress_epi8(kept, forms));
+  return len;
+}
+
 std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
                          const PlainRule& rule, std::size_t& written) {
   const RuleVectors r(rule);
@@ -122,7 +152,10 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
       _mm512_setr_epi32(0, 0xC0, 0xE0, 0xF0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
   std::size_t i = 0;
   std::size_t w = 0;
-  bool ascii_text = true;  // try 64 at a time again after each block of ASCII
+  // Whether to try 64 elements of ASCII, or 32 of one- and two-byte forms, at a time: after a
+  // block of such elements, not after a failed try.
+  bool ascii_text = true;
+  bool two_byte_text = true;
   while (i < n) {
     if (ascii_text && n - i >= 64 && room - w >= 64) {
       if (AsciiBlock(p + i, out + w)) {
@@ -132,6 +165,15 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
       }
       ascii_text = false;
     }
+    if (two_byte_text && n - i >= 32) {
+      const std::size_t len = TwoByteBlock(p + i, out + w, room - w);
+      if (len != 0) {
+        i += 32;
+        w += len;
+        continue;
+      }
+      two_byte_text = false;
+    }
     __m512i v;
     unsigned count = 0;
     const __mmask16 active = LeadingPlain(p + i, n - i, r, v, count);
@@ -139,6 +181,7 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
     const __mmask16 multi = _mm512_mask_cmpgt_epu32_mask(active, v, above_1);
     if (multi == 0) {
       ascii_text = true;
+      two_byte_text = true;
       if (room - w < count) break;
       _mm_mask_storeu_epi8(out + w, active, _mm512_cvtepi32_epi8(v));
       w += count;
@@ -149,8 +192,9 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
     // Extra bytes per lane, then the four-byte form with every group in a byte of its own, lead
     // group first, shifted down to the lane's length and given its lead mark.
     __m512i extra = _mm512_maskz_mov_epi32(multi, r.one);
-    extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_2), extra,
-                                  r.one);
+    const __mmask16 above_two = _mm512_mask_cmpgt_epu32_mask(active, v, above_2);
+    two_byte_text = above_two == 0;
+    extra = _mm512_mask_add_epi32(extra, above_two, extra, r.one);
     extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
                                   r.one);
     const __m512i shift = _mm512_sub_epi32(shift_base, _mm512_slli_epi32(extra, 3));
