@@ -60,20 +60,45 @@ std::size_t MeasureAvx512(const wchar_t* p, std::size_t n, const PlainRule& rule
   const __m512i above_1 = _mm512_set1_epi32(0x7F);
   const __m512i above_2 = _mm512_set1_epi32(0x7FF);
   const __m512i above_3 = _mm512_set1_epi32(0xFFFF);
+  const __m512i below_2 = _mm512_set1_epi32(0x7FF);
   std::size_t bytes = 0;
   std::size_t i = 0;
   bool stopped = false;
+  // Whether to try 64 elements of one- and two-byte forms (1..7FF, plain under every rule) at a
+  // time: after a block of such elements, not after a failed try.
+  bool short_forms = true;
   while (!stopped && i < n) {
-    // Each lane adds at most 3 a block; summed long before a lane could overflow.
+    // Each lane adds at most 4 a block; summed long before a lane could overflow.
     __m512i extra = _mm512_setzero_si512();
     for (std::size_t blocks = 0; blocks < (1u << 24); ++blocks) {
+      if (short_forms && n - i >= 64) {
+        const __m512i a = _mm512_loadu_si512(p + i);
+        const __m512i b = _mm512_loadu_si512(p + i + 16);
+        const __m512i c = _mm512_loadu_si512(p + i + 32);
+        const __m512i d = _mm512_loadu_si512(p + i + 48);
+        const __mmask16 short_lanes = _mm512_cmplt_epu32_mask(_mm512_sub_epi32(a, r.one), below_2) &
+                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(b, r.one), below_2) &
+                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(c, r.one), below_2) &
+                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(d, r.one), below_2);
+        if (short_lanes == 0xFFFF) {
+          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(a, above_1), extra, r.one);
+          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(b, above_1), extra, r.one);
+          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(c, above_1), extra, r.one);
+          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(d, above_1), extra, r.one);
+          bytes += 64;
+          i += 64;
+          continue;
+        }
+        short_forms = false;
+      }
       __m512i v;
       unsigned count = 0;
       const __mmask16 active = LeadingPlain(p + i, n - i, r, v, count);
       extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_1), extra,
                                     r.one);
-      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_2), extra,
-                                    r.one);
+      const __mmask16 long_lanes = _mm512_mask_cmpgt_epu32_mask(active, v, above_2);
+      short_forms = long_lanes == 0;
+      extra = _mm512_mask_add_epi32(extra, long_lanes, extra, r.one);
       extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
                                     r.one);
       bytes += count;
