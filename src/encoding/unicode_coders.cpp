@@ -12,7 +12,6 @@ namespace internal {
 namespace {
 
 constexpr std::uint32_t kMaxCode = 0x10FFFF;
-constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
 constexpr bool IsContinuation(unsigned char b) {
   return (b & 0xC0) == 0x80;
@@ -20,14 +19,6 @@ constexpr bool IsContinuation(unsigned char b) {
 
 constexpr bool IsSurrogate(std::uint32_t v) {
   return (v & 0xFFFFF800u) == 0xD800u;
-}
-
-constexpr bool IsHighSurrogate(std::uint32_t v) {
-  return (v & 0xFFFFFC00u) == 0xD800u;
-}
-
-constexpr bool IsLowSurrogate(std::uint32_t v) {
-  return (v & 0xFFFFFC00u) == 0xDC00u;
 }
 
 // Whether the units at p start a run of at least two units 01..7F, worth a block conversion; a
@@ -68,23 +59,6 @@ inline unsigned DecodeSequence(const unsigned char* p, std::size_t avail, std::u
     return 4;
   }
   return 0;  // F5..FF start no sequence of a value up to 0x10FFFF
-}
-
-// Writes the UTF-8 form of a code point up to 0x10FFFF at `out` (when not null); returns its
-// length.
-inline unsigned EncodeSequence(std::uint32_t code, unsigned char* out) {
-  const unsigned n = code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-  if (out == nullptr) return n;
-  if (n == 1) {
-    out[0] = static_cast<unsigned char>(code);
-    return 1;
-  }
-  constexpr unsigned char kLeadMarker[5] = {0, 0, 0xC0, 0xE0, 0xF0};
-  out[0] = static_cast<unsigned char>(kLeadMarker[n] | (code >> (6 * (n - 1))));
-  for (unsigned k = 1; k < n; ++k) {
-    out[k] = static_cast<unsigned char>(0x80u | ((code >> (6 * (n - 1 - k))) & 0x3Fu));
-  }
-  return n;
 }
 
 // Room for decoding p[0, n): one element for every byte that is not a continuation byte (each
@@ -162,90 +136,6 @@ bool DecodeUtf8(const std::string& text, std::wstring& out) {
   return true;
 }
 
-// Wide elements to UTF-8 at `out`, which has room for the length table's count: returns the byte
-// count, or kFailed. With `kUnits` the elements are UTF-16 code units and a high-low pair makes one
-// code point. Where two elements 1..7F stand, the run they start is narrowed 16 at a time first.
-template <bool kUnits>
-std::size_t EncodeUtf8(const wchar_t* p, std::size_t n, unsigned char* out) {
-  std::size_t i = 0;
-  std::size_t count = 0;
-  while (i < n) {
-    if (IsAsciiPair(p + i, n - i)) {
-      const std::size_t run = AsciiRunToNarrow(p + i, n - i, out + count, n - i);
-      i += run;
-      count += run;
-      continue;
-    }
-    std::uint32_t code = static_cast<std::uint32_t>(p[i++]);
-    if (IsSurrogate(code)) {
-      if (!kUnits || !IsHighSurrogate(code) || i == n) return kFailed;
-      const auto low = static_cast<std::uint32_t>(p[i]);
-      if (!IsLowSurrogate(low)) return kFailed;
-      ++i;
-      code = 0x10000u + ((code - 0xD800u) << 10) + (low - 0xDC00u);
-    } else if (code > kMaxCode) {
-      return kFailed;
-    }
-    count += EncodeSequence(code, out + count);
-  }
-  return count;
-}
-
-// Room for encoding p[0, n) as UTF-8: one to four bytes by the length table, taking the elements
-// as unsigned values (a surrogate pair counts six bytes for the four it takes; an element that
-// fails stops the encoder before it writes, so its count does not matter).
-std::size_t EncodedRoomScalar(const wchar_t* p, std::size_t n) {
-  std::size_t room = 0;
-  for (std::size_t k = 0; k < n; ++k) {
-    const auto c = static_cast<std::uint32_t>(p[k]);
-    room += 1u + (c >= 0x80u) + (c >= 0x800u) + (c >= 0x10000u);
-  }
-  return room;
-}
-
-// As above, four elements at a time; the scalar loop takes the last elements.
-std::size_t EncodedRoom(const wchar_t* p, std::size_t n) {
-  std::size_t room = 0;
-  std::size_t i = 0;
-#if defined(QORSTL_HAVE_SSE2)
-  // Unsigned comparisons made signed by flipping the top bit of both sides.
-  const __m128i flip = _mm_set1_epi32(INT32_MIN);
-  const __m128i above_1 = _mm_set1_epi32(0x7F ^ INT32_MIN);
-  const __m128i above_2 = _mm_set1_epi32(0x7FF ^ INT32_MIN);
-  const __m128i above_3 = _mm_set1_epi32(0xFFFF ^ INT32_MIN);
-  while (n - i >= 4) {
-    // Each lane adds at most 3 a block; flushed well before it could overflow.
-    const std::size_t blocks = (n - i) / 4 < (1u << 24) ? (n - i) / 4 : (1u << 24);
-    __m128i extra = _mm_setzero_si128();
-    for (std::size_t b = 0; b < blocks; ++b, i += 4) {
-      const __m128i v =
-          _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), flip);
-      extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, above_1));
-      extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, above_2));
-      extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, above_3));
-    }
-    alignas(16) std::uint32_t lanes[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), extra);
-    room += 4 * blocks + lanes[0] + lanes[1] + lanes[2] + lanes[3];
-  }
-#endif
-  return room + EncodedRoomScalar(p + i, n - i);
-}
-
-// Encodes into a result sized by the length table (a surrogate pair counts six bytes for the four
-// it takes), then trims it to what was written.
-template <bool kUnits>
-bool EncodeUtf8String(const std::wstring& text, std::string& out) {
-  const std::size_t room = EncodedRoom(text.data(), text.size());
-  out.assign(room, '\0');
-  if (room == 0) return true;
-  const std::size_t size =
-      EncodeUtf8<kUnits>(text.data(), text.size(), reinterpret_cast<unsigned char*>(&out[0]));
-  if (size == kFailed) return false;
-  out.resize(size);
-  return true;
-}
-
 }  // namespace
 
 bool Utf8ToCodePoints(const std::string& text, std::wstring& out) {
@@ -254,61 +144,6 @@ bool Utf8ToCodePoints(const std::string& text, std::wstring& out) {
 
 bool Utf8ToUtf16Units(const std::string& text, std::wstring& out) {
   return DecodeUtf8<true>(text, out);
-}
-
-bool CodePointsToUtf8(const std::wstring& text, std::string& out) {
-  return EncodeUtf8String<false>(text, out);
-}
-
-bool Utf16UnitsToUtf8(const std::wstring& text, std::string& out) {
-  return EncodeUtf8String<true>(text, out);
-}
-
-bool Utf16BeToCodePoints(const std::string& text, std::wstring& out) {
-  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  if (n % 2 != 0) return false;  // a unit cut short by the end
-  out.assign(n / 2, L'\0');
-  std::size_t w = 0;
-  for (std::size_t i = 0; i < n; i += 2) {
-    const std::uint32_t unit = (std::uint32_t{p[i]} << 8) | p[i + 1];
-    if (!IsSurrogate(unit)) {
-      out[w++] = static_cast<wchar_t>(unit);
-      continue;
-    }
-    if (!IsHighSurrogate(unit) || n - i < 4) return false;
-    const std::uint32_t low = (std::uint32_t{p[i + 2]} << 8) | p[i + 3];
-    if (!IsLowSurrogate(low)) return false;
-    out[w++] = static_cast<wchar_t>(0x10000u + ((unit - 0xD800u) << 10) + (low - 0xDC00u));
-    i += 2;
-  }
-  out.resize(w);
-  return true;
-}
-
-bool CodePointsToUtf16Be(const std::wstring& text, std::string& out) {
-  std::size_t size = 0;
-  for (const wchar_t element : text) {
-    const auto code = static_cast<std::uint32_t>(element);
-    if (IsSurrogate(code) || code > kMaxCode) return false;
-    size += code < 0x10000 ? 2 : 4;
-  }
-  out.assign(size, '\0');
-  std::size_t w = 0;
-  const auto put_unit = [&out, &w](std::uint32_t unit) {
-    out[w++] = static_cast<char>(static_cast<unsigned char>(unit >> 8));
-    out[w++] = static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
-  };
-  for (const wchar_t element : text) {
-    const auto code = static_cast<std::uint32_t>(element);
-    if (code < 0x10000) {
-      put_unit(code);
-    } else {
-      put_unit(0xD800u + ((code - 0x10000u) >> 10));
-      put_unit(0xDC00u + (code & 0x3FFu));
-    }
-  }
-  return true;
 }
 
 }  // namespace internal

@@ -2,30 +2,13 @@
 #include <cstdint>
 #include <string>
 
+#include "encoding/encode_kernels.h"
 #include "qor/qorstl.h"
 
 namespace qor {
 
 std::string to_utf8(const std::wstring& text) {
-  std::string result;
-  result.reserve(text.size());
-  for (const wchar_t element : text) {
-    const auto c = static_cast<std::uint32_t>(element);
-    if (c <= 0x7F) {
-      result.push_back(static_cast<char>(c));
-    } else if (c <= 0x7FF) {
-      result.push_back(static_cast<char>(0xC0u | (c >> 6)));
-      result.push_back(static_cast<char>(0x80u | (c & 0x3Fu)));
-    } else if (c <= 0xFFFF) {  // surrogates too: no value is refused
-      result.push_back(static_cast<char>(0xE0u | (c >> 12)));
-      result.push_back(static_cast<char>(0x80u | ((c >> 6) & 0x3Fu)));
-      result.push_back(static_cast<char>(0x80u | (c & 0x3Fu)));
-    } else {
-      // Beyond what three bytes hold, and beyond what to_utf16 ever produces.
-      result.push_back('?');
-    }
-  }
-  return result;
+  return internal::BmpUnitsToUtf8(text);
 }
 
 std::wstring to_utf16(const std::string& text) {

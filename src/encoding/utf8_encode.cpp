@@ -1,61 +1,72 @@
-// The UTF-8 codec's encoder: 32-bit wide characters to 31-bit UTF-8 (one to six bytes).
+// The UTF-8 codec's encoder: 32-bit wide characters to 31-bit UTF-8 (one to six bytes). Runs of
+// plain elements go to the best encoding kernel; the scalar rule below takes every other element.
 #include <cstdint>
+#include <cwchar>
 #include <string>
 
-#include "encoding/utf8_rules.h"
+#include "encoding/encode_kernels.h"
 #include "qor/qorstl.h"
-#include "simd.h"
 
-using namespace qor::internal;
+namespace qor {
+namespace internal {
 
-extern "C" std::size_t wchar_to_utf8(const wchar_t* src, std::size_t src_len, char* dst,
-                                     std::size_t dst_cap, int flags) {
+std::size_t WideToUtf8With(const EncodeKernels& kernels, const wchar_t* src, std::size_t src_len,
+                           char* dst, std::size_t dst_cap, int flags) {
   if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
-
-  const wchar_t* p = src;
-  const wchar_t* const end = src_len != 0 ? src + src_len : nullptr;
+  // A zero-terminated input is measured first, so that no block reads past its terminator.
+  const std::size_t n = src_len != 0 ? src_len : std::wcslen(src);
+  const PlainRule rule = {0x10FFFF, 0xD800, drop_bom ? 0xFEFFu : 0u};
   auto* out = reinterpret_cast<unsigned char*>(dst);
-  unsigned char* const out_end = out != nullptr ? out + dst_cap : nullptr;
-  std::size_t count = 0;
-
-  while (end == nullptr || p < end) {
-    const auto c = static_cast<std::uint32_t>(*p);
-    if (c - 1u < 0x7Fu && end != nullptr) {
-      // Elements 1..7F are one byte each in every mode; the run is taken in blocks.
-      const std::size_t room = out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX;
-      const std::size_t run =
-          qor::internal::AsciiRunToNarrow(p, static_cast<std::size_t>(end - p), out, room);
-      if (run == 0) return 0;  // no room left for this byte
-      p += run;
-      count += run;
-      if (out != nullptr) out += run;
-      continue;
+  std::size_t i = 0;
+  std::size_t count = 0;  // bytes counted, and in a filling call also written
+  for (;;) {
+    std::size_t done = 0;
+    if (out == nullptr) {
+      count += kernels.measure(src + i, n - i, rule, done);
+      i += done;
+    } else {
+      i += kernels.encode(src + i, n - i, out + count, dst_cap - count, rule, done);
+      count += done;
     }
-    ++p;
+    if (i == n) return count;
+    // The kernel stopped before an element that is not plain, or one it had no room for.
+    const auto c = static_cast<std::uint32_t>(src[i++]);
     if (c == 0) return count;
     if (IsSurrogate(c) || c >= 0x80000000u) {
       if (!lenient) return 0;
       continue;
     }
     if (c == 0xFEFF && drop_bom) continue;
-
-    const unsigned n = EncodedLength(c);
-    count += n;
-    if (out == nullptr) continue;
-    if (static_cast<std::size_t>(out_end - out) < n) return 0;
-    WriteSequence(c, n, out);
-    out += n;
+    const unsigned len = EncodedLength(c);
+    if (out != nullptr) {
+      if (dst_cap - count < len) return 0;
+      WriteSequence(c, len, out + count);
+    }
+    count += len;
   }
-  return count;
+}
+
+std::string WideStringToUtf8With(const EncodeKernels& kernels, const std::wstring& text) {
+  const std::size_t measured = WideToUtf8With(kernels, text.data(), text.size(), nullptr, 0, 0);
+  if (measured == 0) return std::string();
+  std::string result(measured, '\0');
+  const std::size_t written =
+      WideToUtf8With(kernels, text.data(), text.size(), &result[0], measured, 0);
+  if (written == 0) return std::string();
+  return result;
+}
+
+}  // namespace internal
+}  // namespace qor
+
+extern "C" std::size_t wchar_to_utf8(const wchar_t* src, std::size_t src_len, char* dst,
+                                     std::size_t dst_cap, int flags) {
+  return qor::internal::WideToUtf8With(qor::internal::BestEncodeKernels(), src, src_len, dst,
+                                       dst_cap, flags);
 }
 
 std::string wchar_to_utf8(const std::wstring& text) {
-  const std::size_t measured = wchar_to_utf8(text.data(), text.size(), nullptr, 0, 0);
-  if (measured == 0) return std::string();
-  std::string result(measured, '\0');
-  const std::size_t written = wchar_to_utf8(text.data(), text.size(), &result[0], measured, 0);
-  if (written == 0) return std::string();
-  return result;
+  return qor::internal::WideStringToUtf8With(qor::internal::BestEncodeKernels(), text);
 }

@@ -1,0 +1,45 @@
+// The UTF-8 encoding kernels of every level this build carries, and the pick of the best one.
+#include "encoding/encode_kernels.h"
+
+namespace qor {
+namespace internal {
+
+// Defined by the kernel units, which exist only in x86-64 builds with the kernels enabled.
+extern const EncodeKernels kEncodeSse2;
+extern const EncodeKernels kEncodeAvx2;
+extern const EncodeKernels kEncodeAvx512;
+
+namespace {
+
+const EncodeKernels kEncodeScalar = {Isa::kScalar, MeasurePlainScalar, EncodePlainScalar,
+                                     ToUtf16BeScalar, FromUtf16BeScalar};
+
+}  // namespace
+
+const EncodeKernels* EncodeKernelsFor(Isa isa) {
+  if (!CpuRuns(isa)) return nullptr;
+  switch (isa) {
+#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
+    case Isa::kSse2:
+      return &kEncodeSse2;
+    case Isa::kAvx2:
+      return &kEncodeAvx2;
+    case Isa::kAvx512:
+      return &kEncodeAvx512;
+#endif
+    default:
+      return isa == Isa::kScalar ? &kEncodeScalar : nullptr;
+  }
+}
+
+// Resolved on first use (thread-safe), read-only after: callers share no state that changes.
+const EncodeKernels& BestEncodeKernels() {
+  static const EncodeKernels& best = [] {
+    const EncodeKernels* kernels = EncodeKernelsFor(BestIsa());
+    return kernels != nullptr ? *kernels : kEncodeScalar;  // a level without tables of ours
+  }();
+  return best;
+}
+
+}  // namespace internal
+}  // namespace qor
