@@ -85,6 +85,28 @@ TEST(Utf8ToWchar, DecodesByTheLeadByteTable) {
   EXPECT_EQ(Decode("A\xEF\xBB\xBF", 4, B, 1).first, 0u);  // room is checked before a BOM is dropped
 }
 
+TEST(Utf8ToWchar, WritesNothingPastItsResult) {
+  // Every element from the result up to the capacity keeps what the caller put there, also where
+  // the text runs through the block paths and where the call fails part way.
+  const std::string latin = "\xC3\x84\xC3\x96\xC3\x9C\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\xA9";
+  // clang-format off
+  struct Case { std::string in; int flags; std::size_t cap, result; };
+  const Case cases[] = {
+      {latin, S, 9, 8}, {latin, S, 16, 8}, {latin + "x", S, 9, 9}, {latin + latin, L, 17, 16},
+      {latin + "\x80", S, 9, 0}, {latin + latin + "\xC3", S, 20, 0}, {std::string(70, 'a'), S, 71, 70},
+      {latin + std::string(40, 'a'), B, 49, 48}, {"\xE2\x82\xAC\xE2\x82\xAC", S, 3, 2},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
+    SCOPED_TRACE(qor_test::Hex(c.in) + " capacity " + std::to_string(c.cap));
+    std::vector<wchar_t> dst(c.cap, wchar_t(0x5A));
+    EXPECT_EQ(utf8_to_wchar(c.in.data(), c.in.size(), dst.data(), c.cap, c.flags), c.result);
+    for (std::size_t i = c.result; i < c.cap && c.result != 0; ++i) {
+      EXPECT_EQ(dst[i], wchar_t(0x5A)) << "element " << i;
+    }
+  }
+}
+
 TEST(WcharToUtf8, EncodesByTheLengthTable) {
   // clang-format off
   struct Case { Units in; int flags; std::string out; };  // measured and written alike
