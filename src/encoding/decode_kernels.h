@@ -45,6 +45,12 @@ const DecodeKernels* DecodeKernelsFor(Isa isa);
 // The table of the best level this CPU runs; the scalar table when there is none.
 const DecodeKernels& BestDecodeKernels();
 
+// The readers of UTF-8 with a table of the caller's choice, so that tests can run each level
+// through the whole function: utf8_to_wchar, and the layout test of string_is_utf8_string.
+std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags);
+bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std::size_t n);
+
 // The nibble tables of the block validators. A pair of adjacent bytes is malformed when the three
 // lookups -- by the high and the low nibble of the first byte and by the high nibble of the second
 // -- share a bit. Bit 7 marks a continuation after a continuation, which is right exactly where

@@ -25,9 +25,9 @@ constexpr std::size_t kRuleStretch = 64;
 // The decoding loop, one instance per kind of call: filling or measuring, lenient or strict,
 // bounded or zero-terminated. `end` is null for a zero-terminated input. Returns the count.
 template <bool kFill, bool kLenient, bool kBounded>
-std::size_t Decode(const unsigned char* p, const unsigned char* const end, wchar_t* out,
-                   wchar_t* const out_end, bool drop_bom) {
-  const DecodeKernels& kernels = BestDecodeKernels();
+std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
+                   const unsigned char* const end, wchar_t* out, wchar_t* const out_end,
+                   bool drop_bom) {
   const unsigned options = drop_bom ? kDecodeStopAtBom : 0;
   const unsigned char* rule_until = p;  // bytes before this go to the rule
   std::size_t count = 0;
@@ -90,27 +90,39 @@ std::size_t Decode(const unsigned char* p, const unsigned char* const end, wchar
 }
 
 template <bool kFill, bool kLenient>
-std::size_t DecodeOfKind(const unsigned char* p, std::size_t src_len, wchar_t* out,
-                         std::size_t dst_cap, bool drop_bom) {
+std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, std::size_t src_len,
+                         wchar_t* out, std::size_t dst_cap, bool drop_bom) {
   // A zero src_len leaves the input unbounded: only its zero byte ends it.
-  if (src_len == 0) return Decode<kFill, kLenient, false>(p, nullptr, out, out + dst_cap, drop_bom);
-  return Decode<kFill, kLenient, true>(p, p + src_len, out, out + dst_cap, drop_bom);
+  if (src_len == 0)
+    return Decode<kFill, kLenient, false>(kernels, p, nullptr, out, out + dst_cap, drop_bom);
+  return Decode<kFill, kLenient, true>(kernels, p, p + src_len, out, out + dst_cap, drop_bom);
 }
 
 }  // namespace
 
-extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
-                                     std::size_t dst_cap, int flags) {
+namespace qor {
+namespace internal {
+
+std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags) {
   if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
   const auto* p = reinterpret_cast<const unsigned char*>(src);
   if (dst == nullptr) {
-    return lenient ? DecodeOfKind<false, true>(p, src_len, nullptr, 0, drop_bom)
-                   : DecodeOfKind<false, false>(p, src_len, nullptr, 0, drop_bom);
+    return lenient ? DecodeOfKind<false, true>(kernels, p, src_len, nullptr, 0, drop_bom)
+                   : DecodeOfKind<false, false>(kernels, p, src_len, nullptr, 0, drop_bom);
   }
-  return lenient ? DecodeOfKind<true, true>(p, src_len, dst, dst_cap, drop_bom)
-                 : DecodeOfKind<true, false>(p, src_len, dst, dst_cap, drop_bom);
+  return lenient ? DecodeOfKind<true, true>(kernels, p, src_len, dst, dst_cap, drop_bom)
+                 : DecodeOfKind<true, false>(kernels, p, src_len, dst, dst_cap, drop_bom);
+}
+
+}  // namespace internal
+}  // namespace qor
+
+extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
+                                     std::size_t dst_cap, int flags) {
+  return Utf8ToWcharWith(BestDecodeKernels(), src, src_len, dst, dst_cap, flags);
 }
 
 std::wstring utf8_to_wchar(const std::string& text) {

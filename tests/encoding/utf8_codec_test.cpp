@@ -10,13 +10,15 @@
 
 #include <gtest/gtest.h>
 
+#include "encoding/utf8_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
 namespace {
 
-using Units = std::vector<std::uint32_t>;
-using Result = std::pair<std::size_t, Units>;  // the call's result, and the units it wrote
+using qor_test::ModelDecode;
+using qor_test::Result;
+using qor_test::Units;
 constexpr int S = 0, L = UTF8_SKIP_INVALID, B = UTF8_DROP_BOM;
 
 // Runs the entry point on a heap copy of exactly the input's size, so AddressSanitizer sees a read
@@ -148,37 +150,6 @@ TEST(CodecOverloads, TurnEveryFailureIntoAnEmptyResultAndRoundTripRealText) {
               wide.size());
     EXPECT_EQ(wchar_to_utf8(wide), text) << name;
   }
-}
-
-// The decoding rules written out plainly; `cap` 0 measures. A zero byte in `s` ends the text.
-Result ModelDecode(const std::string& s, int flags, std::size_t cap) {
-  Result r{0, {}};
-  for (std::size_t i = 0; i < s.size();) {
-    const unsigned b = uint8_t(s[i]);
-    if (!(flags & L) && (b == 0xC0 || b == 0xC1 || b == 0xF5 || b == 0xFF)) return {0, {}};
-    if (b == 0) break;
-    std::size_t ones = 0;  // a lead byte of n > 1 bytes starts with n one bits, then a zero
-    while (ones < 8 && ((b << ones) & 0x80)) ++ones;
-    const std::size_t n = b < 0x80 ? 1 : ones >= 2 && ones <= 6 ? ones : 0;
-    bool ok = n != 0 && i + n <= s.size();
-    for (std::size_t k = 1; ok && k < n; ++k) ok = (uint8_t(s[i + k]) >> 6) == 2;
-    if (!ok && !(flags & L)) return {0, {}};
-    if (!ok) {
-      ++i;
-      continue;
-    }
-    std::uint32_t v = n == 1 ? b : b & (0x7Fu >> n);
-    for (std::size_t k = 1; k < n; ++k) v = v << 6 | (uint8_t(s[i + k]) & 63);
-    i += n, ++r.first;
-    if (cap == 0) continue;
-    const bool surrogate = v >= 0xD800 && v <= 0xDFFF;
-    if (r.second.size() == cap || (surrogate && !(flags & L))) return {0, {}};
-    if (surrogate || (v == 0xFEFF && (flags & B)))
-      --r.first;
-    else
-      r.second.push_back(v);
-  }
-  return r;
 }
 
 // The encoding rules; `cap` 0 measures. A zero element ends the text.
