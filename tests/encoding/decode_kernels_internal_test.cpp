@@ -102,11 +102,13 @@ void CheckKernel(const DecodeKernels& k, const std::string& s, bool expect_progr
 }
 
 // The codec with kernel k against the model: measuring, then filling with the measured capacity,
-// one less and one more; every element from the result to past the capacity keeps its guard.
+// one less and one more. The buffer must equal the portable level's everywhere (a value the rules
+// withdraw stays stored behind the result), and the element past the capacity keeps its guard.
 void CheckCodec(const DecodeKernels& k, const std::string& s, bool terminated) {
   const Bytes in(terminated ? s + '\0' : s);
   const auto* src = reinterpret_cast<const char*>(in.data.get());
   const std::size_t src_len = terminated ? 0 : s.size();
+  const DecodeKernels& rule = *DecodeKernelsFor(Isa::kScalar);
   for (int flags = 0; flags < 4; ++flags) {
     SCOPED_TRACE("flags " + std::to_string(flags) + (terminated ? " zero-terminated" : ""));
     const std::size_t measured = ModelDecode(s, flags, 0).first;
@@ -114,13 +116,17 @@ void CheckCodec(const DecodeKernels& k, const std::string& s, bool terminated) {
     for (std::size_t cap : {measured, measured - 1, measured + 1}) {
       if (cap == 0 || cap == std::size_t(-1)) continue;
       const Result model = ModelDecode(s, flags, cap);
-      std::vector<wchar_t> out(cap + 1, kGuard);
+      std::vector<wchar_t> out(cap + 1, kGuard), portable(cap + 1, kGuard);
       const std::size_t got =
           qor::internal::Utf8ToWcharWith(k, src, src_len, out.data(), cap, flags);
+      qor::internal::Utf8ToWcharWith(rule, src, src_len, portable.data(), cap, flags);
       ASSERT_EQ(got, model.first) << "capacity " << cap;
-      for (std::size_t i = 0; got != 0 && i < out.size(); ++i) {
-        const std::uint32_t want = i < got ? model.second[i] : std::uint32_t(kGuard);
-        ASSERT_EQ(static_cast<std::uint32_t>(out[i]), want) << "element " << i << " cap " << cap;
+      ASSERT_EQ(out[cap], kGuard) << "capacity " << cap;
+      for (std::size_t i = 0; i < out.size(); ++i) {
+        if (i < got) {
+          ASSERT_EQ(static_cast<std::uint32_t>(out[i]), model.second[i]) << i;
+        }
+        ASSERT_EQ(out[i], portable[i]) << "element " << i << " capacity " << cap;
       }
     }
   }
