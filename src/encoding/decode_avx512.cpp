@@ -36,16 +36,10 @@ __m512i Iota512() {
   return _mm512_load_si512(kIota.at);
 }
 
-// Whether the 64 bytes in v, read as if a sequence ended just before them, break a rule of
-// standard UTF-8 (a sequence cut short by the end of the block is not yet a fault).
-bool Malformed(__m512i v) {
-  const __m512i iota = Iota512();
-  const __m512i prev1 =
-      _mm512_maskz_permutexvar_epi8(~1ull, _mm512_sub_epi8(iota, _mm512_set1_epi8(1)), v);
-  const __m512i prev2 =
-      _mm512_maskz_permutexvar_epi8(~3ull, _mm512_sub_epi8(iota, _mm512_set1_epi8(2)), v);
-  const __m512i prev3 =
-      _mm512_maskz_permutexvar_epi8(~7ull, _mm512_sub_epi8(iota, _mm512_set1_epi8(3)), v);
+// Whether the 64 bytes in v, after the bytes whose last three are prev3, prev2 and prev1 at each
+// position, break a rule of standard UTF-8 (a sequence cut short by the end of the block is not
+// yet a fault).
+bool Malformed(__m512i v, __m512i prev1, __m512i prev2, __m512i prev3) {
   const __m512i nibble = _mm512_set1_epi8(0x0F);
   const __m512i pairs = _mm512_and_si512(
       _mm512_and_si512(_mm512_shuffle_epi8(Table(kByFirstHigh),
@@ -58,6 +52,15 @@ bool Malformed(__m512i v) {
   const __m512i faults =
       _mm512_xor_si512(pairs, _mm512_and_si512(announced, _mm512_set1_epi8(char(0x80))));
   return _mm512_test_epi8_mask(faults, faults) != 0;
+}
+
+// As above, read as if a sequence ended just before the block.
+bool Malformed(__m512i v) {
+  const __m512i iota = Iota512();
+  const auto back = [&](unsigned k, __mmask64 keep) {
+    return _mm512_maskz_permutexvar_epi8(keep, _mm512_sub_epi8(iota, _mm512_set1_epi8(char(k))), v);
+  };
+  return Malformed(v, back(1, ~1ull), back(2, ~3ull), back(3, ~7ull));
 }
 
 // Bytes that start a sequence (all but 80..BF), one bit per byte.
@@ -81,18 +84,40 @@ std::size_t Avx512AsciiPrefix(const unsigned char* p, std::size_t n) {
   return i;
 }
 
+// Bytes that leave a sequence open at the end of a block: from F0 in the third place from the end,
+// E0 in the second, C0 in the last (a checked block holds no FF elsewhere).
+struct OpenFloor {
+  alignas(64) std::uint8_t at[64];
+  constexpr OpenFloor() : at() {
+    for (unsigned i = 0; i < 64; ++i)
+      at[i] = i < 61 ? 0xFF : i == 61 ? 0xF0 : i == 62 ? 0xE0 : 0xC0;
+  }
+};
+constexpr OpenFloor kOpenFloor;
+
+// Blocks at a fixed stride, each checked after the last bytes of the one before; where a block
+// fails, the prefix ends before the sequence that the block before left open.
 std::size_t Avx512ValidPrefix(const unsigned char* p, std::size_t n) {
+  const __m512i iota = Iota512();
+  const __m512i back1 = _mm512_add_epi8(iota, _mm512_set1_epi8(63));
+  const __m512i back2 = _mm512_add_epi8(iota, _mm512_set1_epi8(62));
+  const __m512i back3 = _mm512_add_epi8(iota, _mm512_set1_epi8(61));
+  const __m512i open_floor = _mm512_load_si512(kOpenFloor.at);
+  __m512i prev = _mm512_setzero_si512();
   std::size_t i = 0;
-  while (n - i >= 64) {
+  for (; n - i >= 64; i += 64) {
     const __m512i v = _mm512_loadu_si512(p + i);
     if (_mm512_movepi8_mask(v) == 0) {
-      i += 64;
-      continue;
+      if (_mm512_cmpge_epu8_mask(prev, open_floor) != 0) break;
+    } else if (Malformed(v, _mm512_permutex2var_epi8(prev, back1, v),
+                         _mm512_permutex2var_epi8(prev, back2, v),
+                         _mm512_permutex2var_epi8(prev, back3, v))) {
+      break;
     }
-    if (Malformed(v)) break;
-    i += BlockEnd(p + i, Starts(v));
+    prev = v;
   }
-  return i;
+  if (i == 0) return 0;
+  return i - 64 + BlockEnd(p + i - 64, Starts(prev));
 }
 
 // By the lead's high nibble: the value bits of the four bytes from the lead (lead lowest), and how

@@ -231,15 +231,15 @@ TEST(DecodeKernels, MatchTheRulesWithAFaultAtEveryOffsetOfABlock) {
 TEST(DecodeKernels, MatchTheRulesOnEveryPairOfBytesInABlock) {
   const std::string picks("\x00\x41\x7F\x80\xBF\xC0\xC2\xDF\xE0\xED\xEF\xF0\xF4\xF5\xF8\xFF", 16);
   std::string cyrillic;
-  while (cyrillic.size() < 100) cyrillic += "\xD0\xB6";
-  for (const std::string& text : {std::string(100, 'x'), cyrillic}) {
+  while (cyrillic.size() < 140) cyrillic += "\xD0\xB6";
+  for (const std::string& text : {std::string(140, 'x'), cyrillic}) {
     for (std::size_t at = 0; at + 1 < 72; ++at) {
       for (char x : picks) {
         for (char y : picks) {
           std::string s = text;
           s[at] = x;
           s[at + 1] = y;
-          CheckAll(s, at % 8 == 0);
+          CheckAll(s, at % 8 == 0 || at % 32 >= 29);  // the kernels themselves near block edges
         }
       }
     }
