@@ -41,13 +41,16 @@ std::string ReadCorpus(const char* file) {
 // One measured function: its row in the table, who it is ("ours", "simdutf" or a scalar peer),
 // and the body run once per iteration on the script's text.
 template <class Body>
-void Add(const std::string& row, const std::string& who, const Body& body) {
+void Add(const std::string& row, const std::string& who, const Body& body, std::size_t cut = 0) {
   for (const Script& script : kScripts) {
     benchmark::RegisterBenchmark(
-        (row + "/" + who + "/" + script.name).c_str(), [body, script](benchmark::State& state) {
-          static std::map<std::string, std::string> texts;
-          std::string& text = texts[script.file];
-          if (text.empty()) text = ReadCorpus(script.file);
+        (row + "/" + who + "/" + script.name).c_str(),
+        [body, script, cut](benchmark::State& state) {
+          std::string text = ReadCorpus(script.file);
+          // A short text: the first `cut` bytes, extended to where a sequence starts.
+          std::size_t size = cut;
+          while (size != 0 && size < text.size() && (text[size] & 0xC0) == 0x80) ++size;
+          if (size != 0 && size < text.size()) text.resize(size);
           std::vector<wchar_t> out(text.size() + 64);
           for (auto _ : state) body(text, out.data());
           state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
@@ -78,17 +81,32 @@ void RegisterAll() {
   Add("\"utf-8\" by name", "ours",
       [](const std::string& t, wchar_t*) { DoNotOptimize(qor::string_utf8_to_wstring(t)); });
   Add("to_utf16", "ours", [](const std::string& t, wchar_t*) { DoNotOptimize(qor::to_utf16(t)); });
+  Add("\"utf-8-16\" by name", "ours", [](const std::string& t, wchar_t*) {
+    DoNotOptimize(qor::string_string_to_wstring(t, "utf-8-16"));
+  });
+  // Where the call itself dominates: the first 24 bytes of each text.
+  Add(
+      "utf8_to_wchar filling 24B", "ours",
+      [](const std::string& t, wchar_t* out) {
+        DoNotOptimize(utf8_to_wchar(t.data(), t.size(), out, t.size(), 0));
+      },
+      24);
 #if defined(QORSTL_HAVE_SIMDUTF)
   Add("string_is_utf8_string", "simdutf", [](const std::string& t, wchar_t*) {
     DoNotOptimize(simdutf::validate_utf8(t.data(), t.size()));
   });
   // Every decoding row is held against simdutf's decoding into a ready buffer.
   for (const char* row :
-       {"utf8_to_wchar filling", "utf8_to_wchar(std::string)", "\"utf-8\" by name", "to_utf16"}) {
-    Add(row, "simdutf", [](const std::string& t, wchar_t* out) {
-      DoNotOptimize(
-          simdutf::convert_utf8_to_utf32(t.data(), t.size(), reinterpret_cast<char32_t*>(out)));
-    });
+       {"utf8_to_wchar filling", "utf8_to_wchar(std::string)", "\"utf-8\" by name", "to_utf16",
+        "\"utf-8-16\" by name", "utf8_to_wchar filling 24B"}) {
+    const std::string name = row;
+    Add(
+        name, "simdutf",
+        [](const std::string& t, wchar_t* out) {
+          DoNotOptimize(
+              simdutf::convert_utf8_to_utf32(t.data(), t.size(), reinterpret_cast<char32_t*>(out)));
+        },
+        name.find("24B") != std::string::npos ? 24 : 0);
   }
 #endif
 #if defined(QORSTL_HAVE_UTF8CPP)
@@ -97,6 +115,12 @@ void RegisterAll() {
   Add("utf8_to_wchar filling", "utf8cpp", [](const std::string& t, wchar_t* out) {
     DoNotOptimize(utf8::unchecked::utf8to32(t.begin(), t.end(), out));
   });
+  Add(
+      "utf8_to_wchar filling 24B", "utf8cpp",
+      [](const std::string& t, wchar_t* out) {
+        DoNotOptimize(utf8::unchecked::utf8to32(t.begin(), t.end(), out));
+      },
+      24);
 #endif
   Add("utf8_to_wchar filling", "iconv",
       [](const std::string& t, wchar_t* out) { DoNotOptimize(IconvDecode(t, out)); });

@@ -206,7 +206,7 @@ DecodeStep Avx512Decode(const unsigned char* p, std::size_t n, wchar_t* out, std
 }  // namespace
 
 extern const DecodeKernels kAvx512DecodeKernels;
-const DecodeKernels kAvx512DecodeKernels = {Isa::kAvx512, Avx512AsciiPrefix, Avx512ValidPrefix,
+const DecodeKernels kAvx512DecodeKernels = {Isa::kAvx512, 64, Avx512AsciiPrefix, Avx512ValidPrefix,
                                             Avx512Decode};
 
 }  // namespace internal

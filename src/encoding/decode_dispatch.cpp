@@ -43,8 +43,8 @@ DecodeStep ScalarDecode(const unsigned char* p, std::size_t n, wchar_t* out, std
   return {i, i};
 }
 
-constexpr DecodeKernels kScalarDecodeKernels = {Isa::kScalar, ScalarAsciiPrefix, ScalarValidPrefix,
-                                                ScalarDecode};
+constexpr DecodeKernels kScalarDecodeKernels = {Isa::kScalar, 1, ScalarAsciiPrefix,
+                                                ScalarValidPrefix, ScalarDecode};
 
 }  // namespace
 

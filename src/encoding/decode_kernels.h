@@ -27,6 +27,8 @@ constexpr unsigned kDecodeBmpOnly = 2;
 
 struct DecodeKernels {
   Isa isa;
+  // The fewest bytes with which `decode` can settle anything; shorter inputs need no call.
+  std::size_t block;
   // Index of the first byte of 0x80 or above in p[0, n), or n.
   std::size_t (*ascii_prefix)(const unsigned char* p, std::size_t n);
   // Length of a prefix of p[0, n) that is well-formed standard UTF-8 (no overlong form, surrogate,

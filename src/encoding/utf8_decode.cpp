@@ -32,7 +32,8 @@ std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
   const unsigned char* rule_until = p;  // bytes before this go to the rule
   std::size_t count = 0;
   while (!kBounded || p < end) {
-    if (kBounded && p >= rule_until) {
+    // Texts shorter than a block go to the rule at once: the kernel could settle nothing.
+    if (kBounded && p >= rule_until && static_cast<std::size_t>(end - p) >= kernels.block) {
       const DecodeStep step =
           kernels.decode(p, static_cast<std::size_t>(end - p), kFill ? out : nullptr,
                          kFill ? static_cast<std::size_t>(out_end - out) : 0, options);
@@ -46,13 +47,15 @@ std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
     if (!kLenient && StrictlyRefused(b)) return 0;
     if (b == 0) return count;
     const unsigned n = kSequenceLengths.of[b];
-    if (n == 1) {
-      if (kFill) {
-        if (out == out_end) return 0;
-        *out++ = static_cast<wchar_t>(b);
-      }
-      ++count;
-      ++p;
+    if (n == 1) {  // a run of bytes 01..7F, each its own value in every mode
+      do {
+        if (kFill) {
+          if (out == out_end) return 0;
+          *out++ = static_cast<wchar_t>(*p);
+        }
+        ++count;
+        ++p;
+      } while ((!kBounded || p < end) && IsAsciiNonZero(*p));
       continue;
     }
     if (n == 0) {  // a continuation byte or FE/FF where a sequence should begin
