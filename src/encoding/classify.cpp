@@ -12,9 +12,6 @@ namespace {
 using qor::internal::BestDecodeKernels;
 using qor::internal::DecodeKernels;
 
-// After the kernel stops, the rule takes at least this many bytes before the kernel is tried again.
-constexpr std::size_t kRuleStretch = 64;
-
 // The 31-bit UTF-8 layout by bit patterns alone: every lead byte C0..FD is followed by as many
 // continuation bytes as its leading one bits announce, less one, and no sequence is cut short.
 // Says nothing about whether any byte was 0x80 or above. Standard UTF-8 has this layout, so the
@@ -23,7 +20,7 @@ bool HasUtf8Layout(const unsigned char* p, std::size_t n, const DecodeKernels& k
   std::size_t i = 0;
   while (i < n) {
     i += kernels.valid_prefix(p + i, n - i);
-    const std::size_t stop = n - i > kRuleStretch ? i + kRuleStretch : n;
+    const std::size_t stop = n - i > kernels.block ? i + kernels.block : n;
     unsigned expected_continuations = 0;
     for (; i < n && (i < stop || expected_continuations != 0); ++i) {
       const unsigned b = p[i];

@@ -18,13 +18,10 @@ __m256i Table(const std::uint8_t (&t)[16]) {
   return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
 }
 
-// Whether the 32 bytes in v, read as if a sequence ended just before them, break a rule of
-// standard UTF-8 (a sequence cut short by the end of the block is not yet a fault).
-bool Malformed(__m256i v) {
-  const __m256i before = _mm256_permute2x128_si256(v, v, 0x08);  // zero, then the low half
-  const __m256i prev1 = _mm256_alignr_epi8(v, before, 15);
-  const __m256i prev2 = _mm256_alignr_epi8(v, before, 14);
-  const __m256i prev3 = _mm256_alignr_epi8(v, before, 13);
+// Whether the 32 bytes in v, after the bytes whose last three are prev3, prev2 and prev1 at each
+// position, break a rule of standard UTF-8 (a sequence cut short by the end of the block is not
+// yet a fault).
+bool Malformed(__m256i v, __m256i prev1, __m256i prev2, __m256i prev3) {
   const __m256i nibble = _mm256_set1_epi8(0x0F);
   const __m256i pairs = _mm256_and_si256(
       _mm256_and_si256(_mm256_shuffle_epi8(Table(kByFirstHigh),
@@ -37,6 +34,13 @@ bool Malformed(__m256i v) {
   const __m256i faults =
       _mm256_xor_si256(pairs, _mm256_and_si256(announced, _mm256_set1_epi8(char(0x80))));
   return _mm256_testz_si256(faults, faults) == 0;
+}
+
+// As above, read as if a sequence ended just before the block.
+bool Malformed(__m256i v) {
+  const __m256i before = _mm256_permute2x128_si256(v, v, 0x08);  // zero, then the low half
+  return Malformed(v, _mm256_alignr_epi8(v, before, 15), _mm256_alignr_epi8(v, before, 14),
+                   _mm256_alignr_epi8(v, before, 13));
 }
 
 // Bytes 80..BF, one bit per byte.
@@ -62,18 +66,39 @@ std::size_t Avx2AsciiPrefix(const unsigned char* p, std::size_t n) {
   return i;
 }
 
+// Bytes that leave a sequence open at the end of a block: from F0 in the third place from the end,
+// E0 in the second, C0 in the last (a checked block holds no FF elsewhere).
+struct OpenFloor {
+  std::uint8_t at[32];
+  constexpr OpenFloor() : at() {
+    for (unsigned i = 0; i < 32; ++i)
+      at[i] = i < 29 ? 0xFF : i == 29 ? 0xF0 : i == 30 ? 0xE0 : 0xC0;
+  }
+};
+constexpr OpenFloor kOpenFloor;
+
+// Blocks at a fixed stride, each checked after the last bytes of the one before; where a block
+// fails, the prefix ends before the sequence that the block before left open.
 std::size_t Avx2ValidPrefix(const unsigned char* p, std::size_t n) {
+  const __m256i open_floor = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kOpenFloor.at));
+  __m256i prev = _mm256_setzero_si256();
   std::size_t i = 0;
-  while (n - i >= 32) {
+  for (; n - i >= 32; i += 32) {
     const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
     if (_mm256_movemask_epi8(v) == 0) {
-      i += 32;
-      continue;
+      const __m256i open = _mm256_cmpeq_epi8(_mm256_max_epu8(prev, open_floor), prev);
+      if (_mm256_movemask_epi8(open) != 0) break;
+    } else {
+      const __m256i carry = _mm256_permute2x128_si256(prev, v, 0x21);  // prev's high half, v's low
+      if (Malformed(v, _mm256_alignr_epi8(v, carry, 15), _mm256_alignr_epi8(v, carry, 14),
+                    _mm256_alignr_epi8(v, carry, 13))) {
+        break;
+      }
     }
-    if (Malformed(v)) break;
-    i += BlockEnd(p + i, ~Continuations(v));
+    prev = v;
   }
-  return i;
+  if (i == 0) return 0;
+  return i - 32 + BlockEnd(p + i - 32, ~Continuations(prev));
 }
 
 // Bits of a lead byte's sequence, taken from the four bytes at the lead read most significant

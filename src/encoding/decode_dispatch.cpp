@@ -43,7 +43,7 @@ DecodeStep ScalarDecode(const unsigned char* p, std::size_t n, wchar_t* out, std
   return {i, i};
 }
 
-constexpr DecodeKernels kScalarDecodeKernels = {Isa::kScalar, 1, ScalarAsciiPrefix,
+constexpr DecodeKernels kScalarDecodeKernels = {Isa::kScalar, 16, ScalarAsciiPrefix,
                                                 ScalarValidPrefix, ScalarDecode};
 
 }  // namespace

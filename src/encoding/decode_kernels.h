@@ -27,7 +27,9 @@ constexpr unsigned kDecodeBmpOnly = 2;
 
 struct DecodeKernels {
   Isa isa;
-  // The fewest bytes with which `decode` can settle anything; shorter inputs need no call.
+  // The block the kernel works in: inputs shorter than this go to the caller's rule without a
+  // call, and where a kernel stops, callers leave at least this many bytes to their rule before
+  // they try it again, so that a block it refuses is not examined over and over.
   std::size_t block;
   // Index of the first byte of 0x80 or above in p[0, n), or n.
   std::size_t (*ascii_prefix)(const unsigned char* p, std::size_t n);

@@ -16,9 +16,6 @@ namespace {
 constexpr std::uint32_t kMaxCode = 0x10FFFF;
 constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 
-// After a kernel stops, the rule takes at least this many bytes before it is tried again.
-constexpr std::size_t kRuleStretch = 64;
-
 constexpr bool IsHighSurrogate(std::uint32_t v) {
   return (v & 0xFFFFFC00u) == 0xD800u;
 }
@@ -149,7 +146,7 @@ bool DecodeUtf8(const std::string& text, std::wstring& out) {
           kernels.decode(p + i, n - i, base + w, room - w, kUnits ? kDecodeBmpOnly : 0);
       i += step.read;
       w += step.written;
-      rule_until = i + kRuleStretch;
+      rule_until = i + kernels.block;
       if (i == n) break;
     }
     std::uint32_t code = 0;

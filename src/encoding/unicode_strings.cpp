@@ -6,12 +6,6 @@
 #include "qor/qorstl.h"
 
 namespace qor {
-namespace {
-
-// After the kernel stops, the rule takes at least this many bytes before it is tried again.
-constexpr std::size_t kRuleStretch = 64;
-
-}  // namespace
 
 std::string to_utf8(const std::wstring& text) {
   std::string result;
@@ -56,7 +50,7 @@ std::wstring to_utf16(const std::string& text) {
           kernels.decode(p + i, n - i, out + w, n - w, internal::kDecodeBmpOnly);
       i += step.read;
       w += step.written;
-      rule_until = i + kRuleStretch;
+      rule_until = i + kernels.block;
       if (i == n) break;
     }
     const std::uint32_t b = p[i];

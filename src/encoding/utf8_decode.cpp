@@ -18,10 +18,6 @@ constexpr bool StrictlyRefused(unsigned char b) {
   return b == 0xC0 || b == 0xC1 || b == 0xF5 || b == 0xFF;
 }
 
-// After a kernel stops, the rule takes at least this many bytes before the kernel is tried again,
-// so that a block it refuses is not examined over and over.
-constexpr std::size_t kRuleStretch = 64;
-
 // The decoding loop, one instance per kind of call: filling or measuring, lenient or strict,
 // bounded or zero-terminated. `end` is null for a zero-terminated input. Returns the count.
 template <bool kFill, bool kLenient, bool kBounded>
@@ -40,7 +36,7 @@ std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
       p += step.read;
       count += step.written;
       if (kFill) out += step.written;
-      rule_until = p + kRuleStretch;
+      rule_until = p + kernels.block;
       if (p == end) break;
     }
     const unsigned char b = *p;
