@@ -79,7 +79,7 @@ inline std::size_t AsciiRunToWide(const unsigned char* p, std::size_t avail, wch
 // the scalar decoder gives it in every mode. A lead in the last byte is left for the next call.
 // Returns the bytes used (15 or 16) and sets `elements` to the elements produced, which are
 // written to `out` unless it is null. Returns 0, having written nothing, when the block holds any
-// other byte, no lead, or `room` is not larger than its element count: the caller's other paths
+// other byte, no lead, or `room` is smaller than its element count: the caller's other paths
 // then take over.
 // p must start a character, and 16 bytes must be readable there.
 inline std::size_t TwoByteBlockToWide(const unsigned char* p, wchar_t* out, std::size_t room,
@@ -104,18 +104,16 @@ inline std::size_t TwoByteBlockToWide(const unsigned char* p, wchar_t* out, std:
   std::size_t count = used;
   for (unsigned bits = continuations; bits != 0; bits &= bits - 1) --count;
   if (out != nullptr) {
-    if (room <= count) return 0;
-    unsigned char bytes[17];
-    for (std::size_t i = 0; i < 16; ++i) bytes[i] = p[i];
-    bytes[16] = 0;
-    // One store per byte; a continuation's store is overwritten by the next element (hence the
-    // room for one more), so the loop has no branch on the byte's kind.
+    if (room < count) return 0;
+    // Only the elements themselves are stored: nothing lands behind the last one.
     std::size_t k = 0;
     for (std::size_t i = 0; i < used; ++i) {
-      const unsigned b = bytes[i];
-      const unsigned value = b >= 0xC0 ? ((b & 0x1Fu) << 6) | (bytes[i + 1] & 0x3Fu) : b;
-      out[k] = static_cast<wchar_t>(value);
-      k += (b & 0xC0u) != 0x80u;
+      const unsigned b = p[i];
+      if (b >= 0xC0) {
+        out[k++] = static_cast<wchar_t>(((b & 0x1Fu) << 6) | (p[i + 1] & 0x3Fu));
+      } else if (b < 0x80) {
+        out[k++] = static_cast<wchar_t>(b);
+      }
     }
   }
   elements = count;

@@ -3,42 +3,57 @@
 #include <cstring>
 #include <string>
 
+#include "encoding/decode_kernels.h"
+#include "encoding/utf8_rules.h"
 #include "qor/qorstl.h"
 
 namespace {
 
-// Index of the first byte of 0x80 or above in p[0, n), or n. Eight bytes at a time; the plain
-// loop finds the byte inside the first word that holds one, and takes the last bytes.
-std::size_t FirstHighByte(const unsigned char* p, std::size_t n) {
-  std::size_t i = 0;
-  for (; n - i >= 8; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, p + i, sizeof word);
-    if ((word & 0x8080808080808080ull) != 0) break;
-  }
-  while (i < n && p[i] < 0x80) ++i;
-  return i;
-}
+using qor::internal::BestDecodeKernels;
+using qor::internal::DecodeKernels;
 
 // The 31-bit UTF-8 layout by bit patterns alone: every lead byte C0..FD is followed by as many
 // continuation bytes as its leading one bits announce, less one, and no sequence is cut short.
-// Says nothing about whether any byte was 0x80 or above.
-bool HasUtf8Layout(const unsigned char* p, std::size_t n) {
-  unsigned expected_continuations = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const unsigned b = p[i];
-    if (expected_continuations > 0) {
-      if ((b & 0xC0u) != 0x80u) return false;
-      --expected_continuations;
-    } else if (b >= 0x80) {
-      unsigned leading_ones = 0;
-      while (leading_ones < 8 && (b & (0x80u >> leading_ones)) != 0) ++leading_ones;
-      if (leading_ones == 1 || leading_ones >= 7) return false;  // 80..BF, FE, FF
-      expected_continuations = leading_ones - 1;
+// Says nothing about whether any byte was 0x80 or above. Standard UTF-8 has this layout, so the
+// kernel settles what it can prove standard, and the rule walks the rest.
+bool HasUtf8Layout(const unsigned char* p, std::size_t n, const DecodeKernels& kernels) {
+  std::size_t i = 0;
+  while (i < n) {
+    i += kernels.valid_prefix(p + i, n - i);
+    const std::size_t stop = n - i > kernels.block ? i + kernels.block : n;
+    unsigned expected_continuations = 0;
+    for (; i < n && (i < stop || expected_continuations != 0); ++i) {
+      const unsigned b = p[i];
+      if (expected_continuations > 0) {
+        if (!qor::internal::IsContinuation(p[i])) return false;
+        --expected_continuations;
+      } else if (b >= 0x80) {
+        unsigned leading_ones = 0;
+        while (leading_ones < 8 && (b & (0x80u >> leading_ones)) != 0) ++leading_ones;
+        if (leading_ones == 1 || leading_ones >= 7) return false;  // 80..BF, FE, FF
+        expected_continuations = leading_ones - 1;
+      }
     }
+    if (expected_continuations != 0) return false;  // cut short by the end
   }
-  return expected_continuations == 0;
+  return true;
 }
+
+}  // namespace
+
+namespace qor {
+namespace internal {
+
+bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std::size_t n) {
+  // The ASCII prefix leaves the layout test where it starts: no continuation expected.
+  const std::size_t ascii = kernels.ascii_prefix(p, n);
+  return ascii != n && HasUtf8Layout(p + ascii, n - ascii, kernels);
+}
+
+}  // namespace internal
+}  // namespace qor
+
+namespace {
 
 const unsigned char* Bytes(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
@@ -49,11 +64,11 @@ const unsigned char* Bytes(const std::string& text) {
 namespace qor {
 
 bool string_is_ascii_string(const std::string& text) {
-  return FirstHighByte(Bytes(text), text.size()) == text.size();
+  return internal::BestDecodeKernels().ascii_prefix(Bytes(text), text.size()) == text.size();
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  return !string_is_ascii_string(text) && HasUtf8Layout(Bytes(text), text.size());
+  return internal::IsUtf8StringWith(internal::BestDecodeKernels(), Bytes(text), text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {
@@ -67,7 +82,7 @@ std::string string_utf8_to_ascii(const std::string& text, const std::string& enc
 
 std::string string_ascii_to_utf8(const std::string& text, const std::string& encoding) {
   if (string_is_ascii_string(text)) return text;
-  if (HasUtf8Layout(Bytes(text), text.size())) return text;  // UTF-8 already
+  if (string_is_utf8_string(text)) return text;  // UTF-8 already (it holds a high byte by now)
   return string_wstring_to_string(string_string_to_wstring(text, encoding), "utf-8");
 }
 

@@ -1,10 +1,13 @@
-// Strict UTF-8 and UTF-16 coders for the fixed encoding names, with ASCII runs taken in blocks.
+// The strict UTF-8 decoders behind the encoding names "utf-8" and "utf-8-16": kernels settle the
+// blocks of plain text, the scalar rule everything else.
 #include "encoding/unicode_coders.h"
 
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 
+#include "encoding/decode_kernels.h"
+#include "encoding/utf8_rules.h"
 #include "simd.h"
 
 namespace qor {
@@ -12,14 +15,6 @@ namespace internal {
 namespace {
 
 constexpr std::uint32_t kMaxCode = 0x10FFFF;
-
-constexpr bool IsContinuation(unsigned char b) {
-  return (b & 0xC0) == 0x80;
-}
-
-constexpr bool IsSurrogate(std::uint32_t v) {
-  return (v & 0xFFFFF800u) == 0xD800u;
-}
 
 // Whether the units at p start a run of at least two units 01..7F, worth a block conversion; a
 // lone ASCII unit between others is cheaper for the scalar rule.
@@ -103,23 +98,31 @@ std::size_t DecodedRoom(const unsigned char* p, std::size_t n, bool units) {
 }
 
 // UTF-8 to wide elements: code points, or UTF-16 code units when `kUnits`. The scalar
-// DecodeSequence states the rule; where two bytes 01..7F stand, the run they start is widened 16
-// bytes at a time first.
+// DecodeSequence states the rule; the best kernel settles the blocks of plain standard UTF-8 first
+// (without four-byte sequences when they become surrogate pairs).
 template <bool kUnits>
 bool DecodeUtf8(const std::string& text, std::wstring& out) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
   const std::size_t room = DecodedRoom(p, n, kUnits);
+  if (room == 0) {  // empty, or nothing but continuation bytes
+    out.clear();
+    return n == 0;
+  }
   out.assign(room, L'\0');
-  wchar_t* const base = room != 0 ? &out[0] : nullptr;
+  wchar_t* const base = &out[0];
+  const DecodeKernels& kernels = BestDecodeKernels();
   std::size_t i = 0;
   std::size_t w = 0;
+  std::size_t rule_until = 0;
   while (i < n) {
-    if (IsAsciiPair(p + i, n - i)) {
-      const std::size_t run = AsciiRunToWide(p + i, n - i, base + w, room - w);
-      i += run;
-      w += run;
-      continue;
+    if (i >= rule_until) {
+      const DecodeStep step =
+          kernels.decode(p + i, n - i, base + w, room - w, kUnits ? kDecodeBmpOnly : 0);
+      i += step.read;
+      w += step.written;
+      rule_until = i + kernels.block;
+      if (i == n) break;
     }
     std::uint32_t code = 0;
     const unsigned len = DecodeSequence(p + i, n - i, code);

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string>
 
+#include "encoding/decode_kernels.h"
 #include "encoding/encode_kernels.h"
 #include "qor/qorstl.h"
 
@@ -17,26 +18,41 @@ std::wstring to_utf16(const std::string& text) {
   // A byte missing at the end reads as zero, as the string's terminator would; nothing past the
   // text is read, so a three-byte lead as the last byte gets both its follow bytes as zero.
   const auto follow = [p, n](std::size_t k) -> std::uint32_t { return k < n ? p[k] : 0u; };
-  std::wstring result;
-  result.reserve(n);
+  if (n == 0) return std::wstring();
+  std::wstring result(n, L'\0');  // at most one element a byte
+  wchar_t* const out = &result[0];
+  // Plain standard UTF-8 of one to three bytes a sequence decodes the same under the loose rule,
+  // so the best kernel settles such blocks first.
+  const internal::DecodeKernels& kernels = internal::BestDecodeKernels();
   std::size_t i = 0;
+  std::size_t w = 0;
+  std::size_t rule_until = 0;
   while (i < n) {
+    if (i >= rule_until) {
+      const internal::DecodeStep step =
+          kernels.decode(p + i, n - i, out + w, n - w, internal::kDecodeBmpOnly);
+      i += step.read;
+      w += step.written;
+      rule_until = i + kernels.block;
+      if (i == n) break;
+    }
     const std::uint32_t b = p[i];
     if (b < 0x80) {
-      result.push_back(static_cast<wchar_t>(b));
+      out[w++] = static_cast<wchar_t>(b);
       i += 1;
     } else if ((b & 0xE0u) == 0xC0u) {
-      result.push_back(static_cast<wchar_t>(((b & 0x1Fu) << 6) | (follow(i + 1) & 0x3Fu)));
+      out[w++] = static_cast<wchar_t>(((b & 0x1Fu) << 6) | (follow(i + 1) & 0x3Fu));
       i += 2;
     } else if ((b & 0xF0u) == 0xE0u) {
-      result.push_back(static_cast<wchar_t>(((b & 0x0Fu) << 12) | ((follow(i + 1) & 0x3Fu) << 6) |
-                                            (follow(i + 2) & 0x3Fu)));
+      out[w++] = static_cast<wchar_t>(((b & 0x0Fu) << 12) | ((follow(i + 1) & 0x3Fu) << 6) |
+                                      (follow(i + 2) & 0x3Fu));
       i += 3;
     } else {
-      result.push_back(L'?');
+      out[w++] = L'?';
       i += 1;
     }
   }
+  result.resize(w);
   return result;
 }
 

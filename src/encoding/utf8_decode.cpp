@@ -1,11 +1,12 @@
-// The UTF-8 codec's decoder: 31-bit UTF-8 (one to six bytes) to 32-bit wide characters.
+// The UTF-8 codec's decoder: 31-bit UTF-8 (one to six bytes) to 32-bit wide characters. A bounded
+// input goes to the block kernels first; every byte they leave is decoded by the rule below.
 #include <cstdint>
 #include <cstring>
 #include <string>
 
+#include "encoding/decode_kernels.h"
 #include "encoding/utf8_rules.h"
 #include "qor/qorstl.h"
-#include "simd.h"
 
 using namespace qor::internal;
 
@@ -17,79 +18,57 @@ constexpr bool StrictlyRefused(unsigned char b) {
   return b == 0xC0 || b == 0xC1 || b == 0xF5 || b == 0xFF;
 }
 
-}  // namespace
-
-extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
-                                     std::size_t dst_cap, int flags) {
-  if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
-  const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
-  const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
-
-  const auto* p = reinterpret_cast<const unsigned char*>(src);
-  // A zero src_len leaves the input unbounded: only its zero byte ends it.
-  const unsigned char* const end = src_len != 0 ? p + src_len : nullptr;
-  wchar_t* out = dst;
-  wchar_t* const out_end = dst != nullptr ? dst + dst_cap : nullptr;
+// The decoding loop, one instance per kind of call: filling or measuring, lenient or strict,
+// bounded or zero-terminated. `end` is null for a zero-terminated input. Returns the count.
+template <bool kFill, bool kLenient, bool kBounded>
+std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
+                   const unsigned char* const end, wchar_t* out, wchar_t* const out_end,
+                   bool drop_bom) {
+  const unsigned options = drop_bom ? kDecodeStopAtBom : 0;
+  const unsigned char* rule_until = p;  // bytes before this go to the rule
   std::size_t count = 0;
-
-  while (end == nullptr || p < end) {
+  while (!kBounded || p < end) {
+    // Texts shorter than a block go to the rule at once: the kernel could settle nothing.
+    if (kBounded && p >= rule_until && static_cast<std::size_t>(end - p) >= kernels.block) {
+      const DecodeStep step =
+          kernels.decode(p, static_cast<std::size_t>(end - p), kFill ? out : nullptr,
+                         kFill ? static_cast<std::size_t>(out_end - out) : 0, options);
+      p += step.read;
+      count += step.written;
+      if (kFill) out += step.written;
+      rule_until = p + kernels.block;
+      if (p == end) break;
+    }
     const unsigned char b = *p;
-    if (IsAsciiNonZero(b)) {
-      // Bytes 01..7F decode to themselves in every mode. With a bounded input the whole run is
-      // taken in blocks; a zero-terminated input is read byte by byte, never past its zero.
-      std::size_t run;
-      if (end != nullptr) {
-        const std::size_t room =
-            out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX;
-        run = qor::internal::AsciiRunToWide(p, static_cast<std::size_t>(end - p), out, room);
-        if (run == 0) return 0;  // no room left for this byte
-      } else {
-        if (out != nullptr) {
-          if (out == out_end) return 0;
-          *out = static_cast<wchar_t>(b);
-        }
-        run = 1;
-      }
-      p += run;
-      count += run;
-      if (out != nullptr) out += run;
-      continue;
-    }
-
-    if (end != nullptr && b >= 0xC2 && b <= 0xDF) {
-      // Text of one- and two-byte characters goes 16 bytes at a time while it lasts.
-      bool advanced = false;
-      std::size_t added = 0, used = 0;
-      while (end - p >= 16 &&
-             (used = qor::internal::TwoByteBlockToWide(
-                  p, out, out != nullptr ? static_cast<std::size_t>(out_end - out) : SIZE_MAX,
-                  added)) != 0) {
-        p += used;
-        count += added;
-        if (out != nullptr) out += added;
-        advanced = true;
-      }
-      if (advanced) continue;
-    }
-    if (!lenient && StrictlyRefused(b)) return 0;
+    if (!kLenient && StrictlyRefused(b)) return 0;
     if (b == 0) return count;
     const unsigned n = kSequenceLengths.of[b];
+    if (n == 1) {  // a run of bytes 01..7F, each its own value in every mode
+      do {
+        if (kFill) {
+          if (out == out_end) return 0;
+          *out++ = static_cast<wchar_t>(*p);
+        }
+        ++count;
+        ++p;
+      } while ((!kBounded || p < end) && IsAsciiNonZero(*p));
+      continue;
+    }
     if (n == 0) {  // a continuation byte or FE/FF where a sequence should begin
-      if (!lenient) return 0;
+      if (!kLenient) return 0;
       ++p;
       continue;
     }
     // Cut short by the end of a bounded input, or a byte after the lead that is no continuation
     // byte. The bytes are examined in order and the examination stops at the first bad one, so a
     // zero byte ends it and nothing after a terminator is read.
-    if ((end != nullptr && static_cast<std::size_t>(end - p) < n) || !ContinuationsFollow(p, n)) {
-      if (!lenient) return 0;
+    if ((kBounded && static_cast<std::size_t>(end - p) < n) || !ContinuationsFollow(p, n)) {
+      if (!kLenient) return 0;
       ++p;
       continue;
     }
-
     ++count;
-    if (out == nullptr) {  // measuring: surrogates and U+FEFF are counted like any value
+    if (!kFill) {  // measuring: surrogates and U+FEFF are counted like any value
       p += n;
       continue;
     }
@@ -97,8 +76,8 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
     const std::uint32_t value = SequenceValue(p, n);
     *out = static_cast<wchar_t>(value);
     if (IsSurrogate(value)) {
-      if (!lenient) return 0;  // the value stays stored; the caller must not use the buffer
-      --count;                 // withdrawn: the next value overwrites it
+      if (!kLenient) return 0;  // the value stays stored; the caller must not use the buffer
+      --count;                  // withdrawn: the next value overwrites it
     } else if (value == 0xFEFF && drop_bom) {
       --count;
     } else {
@@ -107,6 +86,42 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
     p += n;
   }
   return count;
+}
+
+template <bool kFill, bool kLenient>
+std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, std::size_t src_len,
+                         wchar_t* out, std::size_t dst_cap, bool drop_bom) {
+  // A zero src_len leaves the input unbounded: only its zero byte ends it.
+  if (src_len == 0)
+    return Decode<kFill, kLenient, false>(kernels, p, nullptr, out, out + dst_cap, drop_bom);
+  return Decode<kFill, kLenient, true>(kernels, p, p + src_len, out, out + dst_cap, drop_bom);
+}
+
+}  // namespace
+
+namespace qor {
+namespace internal {
+
+std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags) {
+  if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
+  const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
+  const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
+  const auto* p = reinterpret_cast<const unsigned char*>(src);
+  if (dst == nullptr) {
+    return lenient ? DecodeOfKind<false, true>(kernels, p, src_len, nullptr, 0, drop_bom)
+                   : DecodeOfKind<false, false>(kernels, p, src_len, nullptr, 0, drop_bom);
+  }
+  return lenient ? DecodeOfKind<true, true>(kernels, p, src_len, dst, dst_cap, drop_bom)
+                 : DecodeOfKind<true, false>(kernels, p, src_len, dst, dst_cap, drop_bom);
+}
+
+}  // namespace internal
+}  // namespace qor
+
+extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
+                                     std::size_t dst_cap, int flags) {
+  return Utf8ToWcharWith(BestDecodeKernels(), src, src_len, dst, dst_cap, flags);
 }
 
 std::wstring utf8_to_wchar(const std::string& text) {

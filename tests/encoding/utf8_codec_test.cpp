@@ -10,13 +10,15 @@
 
 #include <gtest/gtest.h>
 
+#include "encoding/utf8_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
 namespace {
 
-using Units = std::vector<std::uint32_t>;
-using Result = std::pair<std::size_t, Units>;  // the call's result, and the units it wrote
+using qor_test::ModelDecode;
+using qor_test::Result;
+using qor_test::Units;
 constexpr int S = 0, L = UTF8_SKIP_INVALID, B = UTF8_DROP_BOM;
 
 // Runs the entry point on a heap copy of exactly the input's size, so AddressSanitizer sees a read
@@ -85,6 +87,28 @@ TEST(Utf8ToWchar, DecodesByTheLeadByteTable) {
   EXPECT_EQ(Decode("A\xEF\xBB\xBF", 4, B, 1).first, 0u);  // room is checked before a BOM is dropped
 }
 
+TEST(Utf8ToWchar, WritesNothingPastItsResult) {
+  // Every element from the result up to the capacity keeps what the caller put there, also where
+  // the text runs through the block paths and where the call fails part way.
+  const std::string latin = "\xC3\x84\xC3\x96\xC3\x9C\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\xC3\xA9";
+  // clang-format off
+  struct Case { std::string in; int flags; std::size_t cap, result; };
+  const Case cases[] = {
+      {latin, S, 9, 8}, {latin, S, 16, 8}, {latin + "x", S, 9, 9}, {latin + latin, L, 17, 16},
+      {latin + "\x80", S, 9, 0}, {latin + latin + "\xC3", S, 20, 0}, {std::string(70, 'a'), S, 71, 70},
+      {latin + std::string(40, 'a'), B, 49, 48}, {"\xE2\x82\xAC\xE2\x82\xAC", S, 3, 2},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
+    SCOPED_TRACE(qor_test::Hex(c.in) + " capacity " + std::to_string(c.cap));
+    std::vector<wchar_t> dst(c.cap, wchar_t(0x5A));
+    EXPECT_EQ(utf8_to_wchar(c.in.data(), c.in.size(), dst.data(), c.cap, c.flags), c.result);
+    for (std::size_t i = c.result; i < c.cap && c.result != 0; ++i) {
+      EXPECT_EQ(dst[i], wchar_t(0x5A)) << "element " << i;
+    }
+  }
+}
+
 TEST(WcharToUtf8, EncodesByTheLengthTable) {
   // clang-format off
   struct Case { Units in; int flags; std::string out; };  // measured and written alike
@@ -126,37 +150,6 @@ TEST(CodecOverloads, TurnEveryFailureIntoAnEmptyResultAndRoundTripRealText) {
               wide.size());
     EXPECT_EQ(wchar_to_utf8(wide), text) << name;
   }
-}
-
-// The decoding rules written out plainly; `cap` 0 measures. A zero byte in `s` ends the text.
-Result ModelDecode(const std::string& s, int flags, std::size_t cap) {
-  Result r{0, {}};
-  for (std::size_t i = 0; i < s.size();) {
-    const unsigned b = uint8_t(s[i]);
-    if (!(flags & L) && (b == 0xC0 || b == 0xC1 || b == 0xF5 || b == 0xFF)) return {0, {}};
-    if (b == 0) break;
-    std::size_t ones = 0;  // a lead byte of n > 1 bytes starts with n one bits, then a zero
-    while (ones < 8 && ((b << ones) & 0x80)) ++ones;
-    const std::size_t n = b < 0x80 ? 1 : ones >= 2 && ones <= 6 ? ones : 0;
-    bool ok = n != 0 && i + n <= s.size();
-    for (std::size_t k = 1; ok && k < n; ++k) ok = (uint8_t(s[i + k]) >> 6) == 2;
-    if (!ok && !(flags & L)) return {0, {}};
-    if (!ok) {
-      ++i;
-      continue;
-    }
-    std::uint32_t v = n == 1 ? b : b & (0x7Fu >> n);
-    for (std::size_t k = 1; k < n; ++k) v = v << 6 | (uint8_t(s[i + k]) & 63);
-    i += n, ++r.first;
-    if (cap == 0) continue;
-    const bool surrogate = v >= 0xD800 && v <= 0xDFFF;
-    if (r.second.size() == cap || (surrogate && !(flags & L))) return {0, {}};
-    if (surrogate || (v == 0xFEFF && (flags & B)))
-      --r.first;
-    else
-      r.second.push_back(v);
-  }
-  return r;
 }
 
 // The encoding rules; `cap` 0 measures. A zero element ends the text.
