@@ -36,32 +36,37 @@ std::unique_ptr<char[]> FormatNarrow(const char* fmt, va_list args) {
 // it cannot make (a narrow %s or %c the locale cannot decode). So the buffer starts at
 // kFirstWideCapacity characters and doubles while the failure looks like a lack of room: errno is
 // not EILSEQ, and the attempt wrote up to the end of its buffer (or said EOVERFLOW, as macOS does).
+// Whether it wrote there is seen at the last-but-one slot, filled with a mark beforehand; as the
+// output may hold any value, a mark found intact is checked again with a second, different mark.
 // An encoding error stops the formatter before the end of the buffer, so it ends the loop at the
 // first attempt that was large enough to reach it, with memory bounded by twice the text produced
 // before the failing conversion. Capacity stops at INT_MAX, the longest output an int can count.
 constexpr std::size_t kFirstWideCapacity = 512;
 constexpr std::size_t kMaxWideCapacity = INT_MAX;
-constexpr wchar_t kUnwritten = static_cast<wchar_t>(-1);
+constexpr wchar_t kUnwrittenMarks[2] = {static_cast<wchar_t>(-1), L'?'};
 
 std::unique_ptr<wchar_t[]> FormatWide(const wchar_t* fmt, va_list args) {
   const int caller_errno = errno;
   std::size_t capacity = kFirstWideCapacity;
   for (;;) {
     std::unique_ptr<wchar_t[]> buffer(new wchar_t[capacity]);
-    buffer[capacity - 2] = kUnwritten;
-    va_list pass;
-    va_copy(pass, args);
-    errno = 0;
-    const int length = std::vswprintf(buffer.get(), capacity, fmt, pass);
-    const int error = errno;
-    va_end(pass);
-    if (length >= 0) {
-      errno = caller_errno;
-      if (length == 0) return nullptr;
-      return buffer;
+    bool out_of_room = false;
+    for (const wchar_t mark : kUnwrittenMarks) {
+      buffer[capacity - 2] = mark;
+      va_list pass;
+      va_copy(pass, args);
+      errno = 0;
+      const int length = std::vswprintf(buffer.get(), capacity, fmt, pass);
+      const int error = errno;
+      va_end(pass);
+      if (length >= 0) {
+        errno = caller_errno;
+        if (length == 0) return nullptr;
+        return buffer;
+      }
+      out_of_room = error != EILSEQ && (error == EOVERFLOW || buffer[capacity - 2] != mark);
+      if (out_of_room || error == EILSEQ) break;
     }
-    const bool out_of_room =
-        error != EILSEQ && (error == EOVERFLOW || buffer[capacity - 2] != kUnwritten);
     if (!out_of_room || capacity >= kMaxWideCapacity) return nullptr;
     capacity = capacity > kMaxWideCapacity / 2 ? kMaxWideCapacity : capacity * 2;
   }
