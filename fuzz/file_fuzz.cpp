@@ -2,6 +2,7 @@
 // write_file writes, dump_file reads back with the added zero byte, dump_utf16_file decodes as its
 // rule says (mark, byte order, an odd last byte paired with the added zero), and writing a file's
 // dump back grows it by one byte. The directory is removed when the process exits.
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstddef>

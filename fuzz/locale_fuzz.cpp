@@ -6,6 +6,9 @@
 // Input: a selector byte, then the text, read also as a wide text four bytes to an element.
 #include <locale.h>
 #include <stdlib.h>
+#if defined(__APPLE__)
+#include <xlocale.h>
+#endif
 
 #include <climits>
 #include <cstddef>
