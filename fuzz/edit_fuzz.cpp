@@ -1,5 +1,6 @@
-// Fuzzes string_replace against the loop of edits that states its rule, and the trims against
-// the standard string's set searches.
+// Fuzzes string_replace (which finds every occurrence first and rebuilds the text in one pass)
+// against the loop of edits that states its rule, and the three trims against the standard
+// string's set searches.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -37,13 +38,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   qor::string_replace(got, from, to);
   if (got != ModelReplace(text, from, to)) std::abort();
 
-  std::string trimmed = text;
-  qor::trim_both(trimmed, from);
+  // The trims, with `from` as the set, against the standard string's set searches.
   const std::size_t first = text.find_first_not_of(from);
   const std::size_t last = text.find_last_not_of(from);
-  const std::string expected = from.empty()                 ? text
-                               : first == std::string::npos ? std::string()
-                                                            : text.substr(first, last - first + 1);
-  if (trimmed != expected) std::abort();
+  const bool all_in_set = first == std::string::npos;
+  std::string left = text, right = text, both = text;
+  qor::trim_left(left, from);
+  qor::trim_right(right, from);
+  qor::trim_both(both, from);
+  if (from.empty()) {
+    if (left != text || right != text || both != text) std::abort();
+    return 0;
+  }
+  if (left != (all_in_set ? std::string() : text.substr(first))) std::abort();
+  if (right != (all_in_set ? std::string() : text.substr(0, last + 1))) std::abort();
+  if (both != (all_in_set ? std::string() : text.substr(first, last - first + 1))) std::abort();
   return 0;
 }

@@ -1,21 +1,87 @@
-// Compares the library's substring search (through string_find and string_find_first_one_of) with
-// a naive search. Input: one byte giving the pattern length (times the input size, over 256), the
-// pattern, then the text; texts built of few distinct bytes reach the worst cases fastest.
+// Compares the library's substring search (the internal search itself, and through string_find,
+// the slicers and the searches over a list) with a naive search, and the list searches with models
+// written from their rules. Input: one byte giving the pattern length (times the input size, over
+// 256), the pattern, then the text; texts built of few distinct bytes reach the worst cases
+// fastest.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "find.h"
+#include "fuzz_util.h"
 #include "qor/qorstl.h"
 
 namespace {
+
+using qor_fuzz::Check;
+
+constexpr std::size_t kNpos = std::string::npos;
 
 std::size_t NaiveFind(const std::string& text, const std::string& pattern) {
   for (std::size_t i = 0; i + pattern.size() <= text.size(); ++i) {
     if (text.compare(i, pattern.size(), pattern) == 0) return i;
   }
-  return std::string::npos;
+  return kNpos;
+}
+
+// The first pattern in list order that occurs: its position, with `index` its place.
+std::size_t ModelSeqFind(const std::string& text, const std::vector<std::string>& patterns,
+                         unsigned& index) {
+  for (index = 0; index < patterns.size(); ++index) {
+    const std::size_t pos = NaiveFind(text, patterns[index]);
+    if (pos != kNpos) return pos;
+  }
+  return kNpos;
+}
+
+std::size_t ModelListFind(const std::string& text, const std::vector<std::string>& patterns,
+                          unsigned& index, int mode) {
+  std::vector<std::string> ordered = patterns;
+  const auto order = [mode](const std::string& a, const std::string& b) {
+    switch (mode) {
+      case 1:
+        return a.size() < b.size();
+      case 2:
+        return a.size() > b.size();
+      case 3:
+        return a < b;
+      case 4:
+        return b < a;
+      default:
+        return false;
+    }
+  };
+  std::stable_sort(ordered.begin(), ordered.end(), order);
+  const std::size_t pos = ModelSeqFind(text, ordered, index);
+  if (pos != kNpos) {
+    index = static_cast<unsigned>(std::find(patterns.begin(), patterns.end(), ordered[index]) -
+                                  patterns.begin());
+  }
+  return pos;
+}
+
+void CheckSlicers(const std::string& text, const std::string& separator) {
+  const std::size_t at = NaiveFind(text, separator);
+  std::string left = "old", right = "old";
+  Check(qor::string_slice2(text, separator, left, right) == at, "string_slice2 position");
+  Check(left == (at == kNpos ? text : text.substr(0, at)), "string_slice2 left");
+  Check(right == (at == kNpos ? std::string() : text.substr(at + separator.size())),
+        "string_slice2 right");
+  std::string same = text;  // `right` may be the text itself
+  std::string same_left;
+  qor::string_slice2(same, separator, same_left, same);
+  Check(same_left == left && same == right, "string_slice2 into its own text");
+
+  const std::size_t cut = text.empty() || separator.empty() ? kNpos : text.find_first_of(separator);
+  left = "old";
+  right = "old";
+  Check(qor::string_slice_oneof2(text, separator, left, right) == cut,
+        "string_slice_oneof2 position");
+  Check(left == (cut == kNpos ? text : text.substr(0, cut)), "string_slice_oneof2 left");
+  Check(right == (cut == kNpos ? std::string() : text.substr(cut + 1)),
+        "string_slice_oneof2 right");
 }
 
 }  // namespace
@@ -28,7 +94,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string text(reinterpret_cast<const char*>(data + 1 + pattern_len), rest - pattern_len);
 
   const std::size_t want = NaiveFind(text, pattern);
-  if (qor::string_find(text, pattern, true) != want) std::abort();
+  Check(qor::internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size()) == want,
+        "the internal search against the naive one");
+  Check(qor::string_find(text, pattern, true) == want, "string_find, match begin");
+  Check(qor::string_find(text, pattern, false) == (want == kNpos ? kNpos : want + pattern.size()),
+        "string_find, match end");
+  CheckSlicers(text, pattern);
 
   // The earliest-match search bounds each later pattern by the best position so far.
   const std::vector<std::string> patterns = {pattern.substr(pattern.size() / 2), pattern};
@@ -36,6 +107,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   int index = -1;
   const std::size_t got = qor::string_find_first_one_of(text, patterns, index);
   const bool tail_wins = want_tail <= want;
-  if (got != (tail_wins ? want_tail : want) || index != (tail_wins ? 0 : 1)) std::abort();
+  Check(got == (tail_wins ? want_tail : want), "string_find_first_one_of position");
+  Check(index == (tail_wins ? 0 : 1), "string_find_first_one_of index");
+
+  // The searches in list order and in the orders of the modes, over the halves and the whole.
+  const std::vector<std::string> list = {pattern.substr(pattern.size() / 2), pattern,
+                                         pattern.substr(0, pattern.size() / 2), pattern};
+  unsigned want_index = 0, got_index = 7;
+  Check(qor::string_seq_find(text, list, got_index) == ModelSeqFind(text, list, want_index),
+        "string_seq_find position");
+  Check(got_index == want_index, "string_seq_find index");
+  for (int mode = 0; mode <= 5; ++mode) {
+    got_index = 7;
+    Check(qor::string_find(text, list, got_index, mode) ==
+              ModelListFind(text, list, want_index, mode),
+          "string_find over a list, position");
+    Check(got_index == want_index, "string_find over a list, index");
+  }
   return 0;
 }

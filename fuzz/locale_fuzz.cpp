@@ -1,0 +1,220 @@
+// Fuzzes the conversions by locale name, and the ASCII conversions over them, against a model built
+// on the C library's own converters (mbrtowc / wcrtomb in that locale, closed with the return to
+// the initial state): the whole text converts, a zero byte or element converts like any other,
+// and anything the model refuses gives the error text. Locales: UTF-8 and Latin-1 ones generated
+// for the build (found through LOCPATH), and a name no locale has.
+// Input: a selector byte, then the text, read also as a wide text four bytes to an element.
+#include <locale.h>
+#include <stdlib.h>
+#if defined(__APPLE__)
+#include <xlocale.h>
+#endif
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <iterator>
+#include <locale>
+#include <stdexcept>
+#include <string>
+
+#include "fuzz_util.h"
+#include "qor/qorstl.h"
+
+#if !defined(QORSTL_FUZZ_LOCALE_DIR)
+#define QORSTL_FUZZ_LOCALE_DIR ""
+#endif
+
+namespace {
+
+using qor_fuzz::Check;
+
+const char* const kLocales[] = {"de_DE.UTF-8", "de_DE.ISO-8859-1", "qor_NO.SUCH-LOCALE"};
+const std::wstring kFromBytesError = L"wstring_convert: from_bytes error";
+const std::string kToBytesError = "wstring_convert: to_bytes error";
+
+// The locales generated for the build, unless the caller points LOCPATH elsewhere.
+void FindLocales() {
+  static const bool done = [] {
+    if (*QORSTL_FUZZ_LOCALE_DIR != '\0') setenv("LOCPATH", QORSTL_FUZZ_LOCALE_DIR, 0);
+    return true;
+  }();
+  (void)done;
+}
+
+// The C library's converters of one locale, used on this thread while the object lives.
+class ModelLocale {
+ public:
+  // `index` names the locale in kLocales; each is opened once and kept for the process.
+  explicit ModelLocale(std::size_t index) : locale_(Open(index)) {
+    if (locale_ != static_cast<locale_t>(0)) previous_ = uselocale(locale_);
+  }
+  ~ModelLocale() {
+    if (locale_ != static_cast<locale_t>(0)) uselocale(previous_);
+  }
+  ModelLocale(const ModelLocale&) = delete;
+  ModelLocale& operator=(const ModelLocale&) = delete;
+  bool exists() const { return locale_ != static_cast<locale_t>(0); }
+
+  // False when a byte sequence does not decode or the text ends inside one; `zero_inside` then
+  // says whether a zero byte stands within the refused sequence.
+  bool Decode(const std::string& text, std::wstring& out, bool& zero_inside) const {
+    std::mbstate_t state{};
+    out.clear();
+    zero_inside = false;
+    for (std::size_t pos = 0; pos < text.size();) {
+      wchar_t wc = 0;
+      const std::size_t used = std::mbrtowc(&wc, text.data() + pos, text.size() - pos, &state);
+      if (used == static_cast<std::size_t>(-1) || used == static_cast<std::size_t>(-2)) {
+        const std::size_t span = text.size() - pos < MB_LEN_MAX ? text.size() - pos : MB_LEN_MAX;
+        zero_inside = std::memchr(text.data() + pos, 0, span) != nullptr;
+        return false;
+      }
+      out += wc;
+      pos += used == 0 ? 1 : used;  // 0: the zero character, one byte in these locales
+    }
+    return std::mbsinit(&state) != 0;
+  }
+
+  // False when an element has no form in the locale's encoding.
+  bool Encode(const std::wstring& text, std::string& out) const {
+    std::mbstate_t state{};
+    char bytes[MB_LEN_MAX];
+    out.clear();
+    for (wchar_t wc : text) {
+      const std::size_t length = std::wcrtomb(bytes, wc, &state);
+      if (length == static_cast<std::size_t>(-1)) return false;
+      out.append(bytes, length);
+    }
+    // Back to the initial state: what wcrtomb writes for the zero character, less that zero.
+    const std::size_t length = std::wcrtomb(bytes, L'\0', &state);
+    if (length == static_cast<std::size_t>(-1)) return false;
+    out.append(bytes, length - 1);
+    return true;
+  }
+
+ private:
+  static locale_t Open(std::size_t index) {
+    static locale_t opened[std::size(kLocales)] = {};
+    static bool tried[std::size(kLocales)] = {};
+    if (!tried[index]) {
+      opened[index] = newlocale(LC_CTYPE_MASK, kLocales[index], static_cast<locale_t>(0));
+      tried[index] = true;
+    }
+    return opened[index];
+  }
+
+  locale_t locale_;
+  locale_t previous_ = static_cast<locale_t>(0);
+};
+
+// What the library answers for a name that no locale has: the facet's construction error.
+std::string MissingLocaleMessage(const char* name) {
+  try {
+    const qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>> facet(name);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return std::string();
+}
+
+// Whether the library still decodes a lead byte followed by a zero byte as if the zero were not
+// there (C3 00 A9 giving U+0000 U+00E9 instead of the error text), a known fault whose fix is on
+// its way. While it is there, texts refused for a zero byte inside a sequence are not compared
+// (the run says so once); as soon as it is fixed they are.
+bool JoinsAcrossZero(const char* name) {
+  const bool joins =
+      qor::string_string_to_wstring(std::string("\xC3\x00\xA9", 3), name) != kFromBytesError;
+  static bool told = false;
+  if (joins && !told) {
+    std::fprintf(stderr,
+                 "locale_fuzz: known fault present in %s: a zero byte after a lead byte "
+                 "is skipped; such texts are not compared\n",
+                 name);
+    told = true;
+  }
+  return joins;
+}
+
+std::wstring Widen(const std::string& message) {
+  std::wstring wide;
+  for (char c : message) wide += static_cast<wchar_t>(static_cast<signed char>(c));
+  return wide;
+}
+
+void CheckLocale(std::size_t index, const std::string& text, const std::wstring& wide) {
+  const char* const name = kLocales[index];
+  const std::wstring decoded = qor::string_string_to_wstring(text, name);
+  const std::string encoded = qor::string_wstring_to_string(wide, name);
+  const ModelLocale model(index);
+  if (!model.exists()) {
+    const std::string message = MissingLocaleMessage(name);
+    Check(!message.empty(), "a missing locale fails to construct");
+    Check(decoded == Widen(message), "decoding names the missing locale");
+    Check(encoded == message, "encoding names the missing locale");
+    return;
+  }
+  std::wstring want_wide;
+  bool zero_inside = false;
+  const bool decodes = model.Decode(text, want_wide, zero_inside);
+  if (decodes || !zero_inside || !JoinsAcrossZero(name)) {
+    Check(decoded == (decodes ? want_wide : kFromBytesError),
+          "string_string_to_wstring against mbrtowc");
+  }
+  std::string want_bytes;
+  const bool encodes = model.Encode(wide, want_bytes);
+  Check(encoded == (encodes ? want_bytes : kToBytesError),
+        "string_wstring_to_string against wcrtomb");
+  if (encodes) {
+    // Decoding what was encoded gives what the C library gives; not always the text itself, since
+    // an encoding may drop characters (glibc's converters skip the tag characters U+E0000 up).
+    std::wstring back;
+    bool back_zero_inside = false;
+    const bool back_decodes = model.Decode(want_bytes, back, back_zero_inside);
+    Check(back_decodes, "what the locale encodes, it decodes");
+    Check(qor::string_string_to_wstring(encoded, name) == back, "decoding the encoded text");
+  }
+
+  // The ASCII conversions: ASCII (and for the way in, UTF-8) text as it is, else the chain.
+  const bool ascii = qor::string_is_ascii_string(text);
+  const std::string to_local = qor::string_utf8_to_ascii(text, name);
+  const std::wstring from_utf8 = qor::string_string_to_wstring(text, "utf-8");
+  Check(to_local == (ascii ? text : qor::string_wstring_to_string(from_utf8, name)),
+        "string_utf8_to_ascii");
+  const std::string to_utf8 = qor::string_ascii_to_utf8(text, name);
+  Check(to_utf8 == (ascii || qor::string_is_utf8_string(text)
+                        ? text
+                        : qor::string_wstring_to_string(decoded, "utf-8")),
+        "string_ascii_to_utf8");
+}
+
+}  // namespace
+
+// With LOCPATH set, glibc's newlocale does not free its copy of the path list when no locale has
+// the name (the library reaches it through the facet, the model directly); that leak is the C
+// library's own, so the leak checker is told to pass over exactly that frame.
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:argz_add_sep\n";
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FindLocales();
+  qor_fuzz::Input input(data, size);
+  const std::uint8_t selector = input.Byte();
+  const std::string text = input.Rest();
+  // Raw values, values within Unicode, or byte values, so that encodable texts are common.
+  static const std::uint32_t kMasks[] = {0xFFFFFFFFu, 0x1FFFFFu, 0x1FFFu, 0xFFu};
+  const std::uint32_t mask = kMasks[(selector >> 2) % 4];
+  std::wstring wide(text.size() / 4, L'\0');
+  for (std::size_t i = 0; i < wide.size(); ++i) {
+    std::uint32_t value;
+    std::memcpy(&value, text.data() + 4 * i, sizeof value);
+    wide[i] = static_cast<wchar_t>(value & mask);
+  }
+  CheckLocale(selector % std::size(kLocales), text, wide);
+  return 0;
+}
