@@ -16,8 +16,7 @@ namespace {
 // The count handed to strncmp: the length cut to 32 bits, then widened with its sign, so lengths
 // from 2^31 to 2^32 - 1 compare up to the terminator.
 std::size_t BoundedCount(std::size_t length) {
-  const auto cut = static_cast<std::int32_t>(static_cast<std::uint32_t>(length));
-  return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(cut));
+  return static_cast<std::size_t>(static_cast<std::ptrdiff_t>(internal::LowInt32(length)));
 }
 
 int CompareBounded(const char* a, const char* b, std::size_t count, bool case_sensitive) {

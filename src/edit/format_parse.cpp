@@ -10,6 +10,7 @@
 #include <new>
 #include <string>
 
+#include "low_int32.h"
 #include "qor/qorstl.h"
 
 namespace {
@@ -123,7 +124,7 @@ void format_wstring_v(std::wstring& out, const wchar_t* fmt, va_list args) {
 int string_to_int(const std::string& text) {
   const long value = std::strtol(text.c_str(), nullptr, IntegerBase(text));
   // The low 32 bits, read as signed: no clamping to the int range.
-  return static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(value)));
+  return internal::LowInt32(static_cast<std::size_t>(value));
 }
 
 long string_to_long(const std::string& text) {
