@@ -74,6 +74,10 @@ inline bool FacetToWide(const WideCodecvt& facet, const std::string& text, std::
     if (next == first && std::memcmp(&before, &state, sizeof state) == 0) return false;
     return next != first || to_next != to;  // progress
   };
+  const std::size_t window =
+      4 * static_cast<std::size_t>(facet.max_length() > 0 ? facet.max_length() : 1) + 16;
+  // The next zero byte at or after `from` (or the end), found once per zero, not once per step.
+  const char* zero = nullptr;
   while (from != end) {
     if (*from == '\0') {
       // A zero byte inside a sequence.
@@ -82,9 +86,12 @@ inline bool FacetToWide(const WideCodecvt& facet, const std::string& text, std::
       ++from;
       continue;
     }
-    const char* piece_end =
-        static_cast<const char*>(std::memchr(from, '\0', static_cast<std::size_t>(end - from)));
-    if (piece_end == nullptr) piece_end = end;
+    if (zero == nullptr || zero < from) {
+      zero =
+          static_cast<const char*>(std::memchr(from, '\0', static_cast<std::size_t>(end - from)));
+      if (zero == nullptr) zero = end;
+    }
+    const char* piece_end = zero;
     std::size_t room = 1;
     if (std::mbsinit(&state) != 0 && IsPlainAscii(*from)) {
       const char* run_end = from;
@@ -93,6 +100,24 @@ inline bool FacetToWide(const WideCodecvt& facet, const std::string& text, std::
       room = static_cast<std::size_t>(run_end - from);
     }
     const char* next = from;
+    if (room == 1 && static_cast<std::size_t>(piece_end - from) > window) {
+      // One character: the facet is shown a window of the longest character's size, or every
+      // step would cost the rest of the piece. Its answer counts when the character ended inside
+      // the window and left the state initial, as it would with the whole piece; otherwise the
+      // step is taken again on the whole piece.
+      const std::mbstate_t saved_state = state;
+      const std::codecvt_base::result saved_result = last_result;
+      const std::size_t saved_size = out.size();
+      if (step(from, from + window, 1, next) && next != from && next < from + window &&
+          std::mbsinit(&state) != 0) {
+        from = next;
+        continue;
+      }
+      state = saved_state;
+      last_result = saved_result;
+      out.resize(saved_size);
+      next = from;
+    }
     if (!step(from, piece_end, room, next)) return false;
     from = next;
   }
