@@ -2,8 +2,9 @@
 //
 // UTF-8 / wide / UTF-16 / locale conversion, comparison with and without case, single- and
 // multi-pattern search, slicing and tokenizing, trim and replace, printf-style formatting, number
-// parsing and whole-file read/write. The library keeps no state: every function works only on its
-// arguments, allocates only what it returns, and may be called from any number of threads at once.
+// parsing and whole-file read/write. The library keeps no state between calls: every function
+// works only on its arguments and may be called from any number of threads at once. It needs the
+// C and C++ standard libraries and a POSIX system (strcasecmp, wcscasecmp; a 32-bit wchar_t).
 //
 // Everything lives in the namespace `qor`, except the UTF-8 codec: its two buffer entry points are
 // plain C functions with unmangled names, and its two string overloads are in the global namespace.
@@ -14,7 +15,18 @@
 //  - Wide strings hold one Unicode code point per 32-bit element, unless a function says it holds
 //    UTF-16 code units.
 //  - Failures are answered with npos, -1, 0, false, an empty result or an unchanged output, as each
-//    function states. Only the standard allocation and length errors leave the library.
+//    function states, never with an error code or a conversion exception.
+//  - What a call allocates: its result (a returned string or list, or the growth of an output
+//    argument) and, within the call only, the temporaries its section names: a facet and converter
+//    per conversion by name, a formatting buffer, a copy of the pattern list for the list form of
+//    string_find and the scratch space of its stable sort, an open file. The pointer-based codec
+//    entry points, the comparisons, the predicates and the searches other than that string_find
+//    allocate nothing.
+//  - What can leave a call: std::bad_alloc (and std::length_error for a result longer than a
+//    string can hold) from any function that allocates, except the conversions by name and those
+//    built on them, which turn every std::exception into an error text result (only a failure to
+//    allocate that text itself propagates). The pointer-based codec entry points, the comparisons,
+//    the predicates, the searches that allocate nothing and the trims throw nothing.
 //  - Case folding, formatting, number parsing and locale-named conversions follow the process's
 //    current locale, which the library reads and never sets.
 #ifndef QOR_QORSTL_H_
@@ -26,16 +38,15 @@
 #include <utility>
 #include <vector>
 
+// The library's version; the build checks that these match the version it installs.
+#define QORSTL_VERSION_MAJOR 0
+#define QORSTL_VERSION_MINOR 2
+#define QORSTL_VERSION_PATCH 0
+
 // QOR_API marks the exported functions. Users of a static build define QORSTL_STATIC (the CMake
 // package and the pkg-config file do so for them).
 #if defined(QORSTL_STATIC)
 #define QOR_API
-#elif defined(_WIN32)
-#if defined(QORSTL_BUILDING)
-#define QOR_API __declspec(dllexport)
-#else
-#define QOR_API __declspec(dllimport)
-#endif
 #else
 #define QOR_API __attribute__((visibility("default")))
 #endif
@@ -174,6 +185,17 @@ QOR_API bool string_is_utf8_string(const std::string& text);
 
 // Performs no test: false for every text, also for one starting with a UTF-16 byte-order mark.
 QOR_API bool string_is_utf16_string(const std::string& text);
+
+// Position of the first byte at which `text` stops being UTF-8: the start of the first malformed
+// sequence (a byte that cannot begin one, a lead whose continuation bytes are missing or cut short
+// by the end, a forbidden value); npos when the whole text is well-formed, also when it is empty.
+// `standard` true applies the standard rules (one to four bytes, no overlong form, no surrogate,
+// nothing above 0x10FFFF), as the conversions by name do; false applies the strict rules of the
+// codec above (one to six bytes; overlong forms and values up to 0x7FFFFFFF pass; the leads C0,
+// C1, F5, FF and surrogates do not). A zero byte is ordinary ASCII. Allocates nothing.
+// Example: string_utf8_find_invalid("ab\xC3\xA9\xC0\x80", true) == 4, and == 4 with false too;
+// string_utf8_find_invalid("\xE0\x80\x80", true) == 0, and npos with false (an overlong form).
+QOR_API std::size_t string_utf8_find_invalid(const std::string& text, bool standard);
 
 // UTF-8 `text` converted to the encoding named `encoding`; empty or ASCII text is returned as it
 // is, whatever the name. Otherwise the result (or the error text) of decoding with "utf-8" and
