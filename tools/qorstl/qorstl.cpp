@@ -403,14 +403,14 @@ std::wstring Decode(const std::string& bytes, const Encoding& from, const std::s
 // Encodes code points; Failure names the first character the target cannot hold.
 std::string Encode(const std::wstring& text, const Encoding& to, const std::string& what) {
   std::string library_name;
-  std::wstring wide = text;
+  std::wstring split;  // "utf-8-16" takes code units: pairs for code points above 0xFFFF
   switch (to.kind) {
     case Encoding::kUtf8:
       library_name = "utf-8";
       break;
     case Encoding::kUtf8Utf16:
       library_name = "utf-8-16";
-      wide = SplitSurrogates(text);
+      split = SplitSurrogates(text);
       break;
     case Encoding::kUtf16:
     case Encoding::kUtf16Be:
@@ -421,6 +421,7 @@ std::string Encode(const std::wstring& text, const Encoding& to, const std::stri
       library_name = to.locale;
       break;
   }
+  const std::wstring& wide = to.kind == Encoding::kUtf8Utf16 ? split : text;
   std::string out = qor::string_wstring_to_string(wide, library_name);
   if (out == kToBytesError &&
       qor::string_string_to_wstring(out, library_name) != wide) {  // a real failure
@@ -443,6 +444,46 @@ std::string Encode(const std::wstring& text, const Encoding& to, const std::stri
                   ") cannot be written in " + to.label};
   }
   if (to.kind == Encoding::kUtf16Le) SwapPairs(out);
+  return out;
+}
+
+// True when the input can be converted in pieces cut after a line feed: its encoding is
+// stateless and a byte 0A is always a whole line feed (UTF-8 and single-byte charsets).
+bool CutsAtLineFeeds(const Encoding& from) {
+  if (from.kind == Encoding::kUtf8 || from.kind == Encoding::kUtf8Utf16) return true;
+  if (from.kind != Encoding::kLocale) return false;
+  const std::string charset = Canonical(CharsetOfLocale(from.locale));
+  for (const char* prefix : {"UTF8", "ISO8859", "KOI8", "CP125", "WINDOWS125", "ANSIX341968"}) {
+    if (charset.rfind(prefix, 0) == 0) return true;
+  }
+  return false;
+}
+
+// Converts one input. Large inputs go in pieces of about a megabyte, which keeps the wide text
+// small and in cache; if a piece fails, the whole input is converted again for the exact message
+// (byte offsets and lines count from the start of the input).
+std::string ConvertInput(const std::string& bytes, const Encoding& from, const Encoding& to,
+                         const std::string& path) {
+  constexpr std::size_t kPiece = 1 << 20;
+  if (bytes.size() <= 2 * kPiece || !CutsAtLineFeeds(from)) {
+    return Encode(Decode(bytes, from, path), to, Display(path));
+  }
+  std::string out;
+  out.reserve(bytes.size() + bytes.size() / 4);
+  try {
+    std::size_t start = 0;
+    while (start < bytes.size()) {
+      std::size_t end = std::min(bytes.size(), start + kPiece);
+      if (end < bytes.size()) {
+        const std::size_t line_feed = bytes.rfind('\n', end - 1);
+        if (line_feed != std::string::npos && line_feed >= start) end = line_feed + 1;
+      }
+      out += Encode(Decode(bytes.substr(start, end - start), from, path), to, Display(path));
+      start = end;
+    }
+  } catch (const Failure&) {
+    return Encode(Decode(bytes, from, path), to, Display(path));
+  }
   return out;
 }
 
@@ -529,7 +570,12 @@ int Convert(const std::vector<std::string>& args) {
     const Encoding target = ResolveEncoding(to);
     std::string result;
     for (const std::string& file : files) {
-      result += Encode(Decode(ReadInput(file), source, file), target, Display(file));
+      std::string converted = ConvertInput(ReadInput(file), source, target, file);
+      if (result.empty()) {
+        result.swap(converted);
+      } else {
+        result += converted;
+      }
     }
     WriteOutput(output, result);
   } catch (const Failure& f) {
