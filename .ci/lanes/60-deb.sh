@@ -9,7 +9,7 @@ sudo=()
 [ "$(id -u)" -eq 0 ] || sudo=(sudo)
 cleanup() {
   if dpkg-query -W -f='${Status}' qorstl 2>/dev/null | grep -q 'install ok installed'; then
-    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get remove -y -qq qorstl >/dev/null
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get purge -y -qq qorstl >/dev/null
   fi
   rm -rf "$work"
 }
