@@ -1,5 +1,4 @@
 # Install rules: the library, the header, a CMake package and a pkg-config file.
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 install(TARGETS qorstl
@@ -25,6 +24,16 @@ if(BUILD_SHARED_LIBS)
 else()
   set(QORSTL_PC_CFLAGS "-DQORSTL_STATIC")
 endif()
+# The .pc file finds the prefix from its own place (${pcfiledir}), so it stays right when the
+# prefix is chosen at install time (cmake --install --prefix, packagers' staging directories).
+set(QORSTL_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(QORSTL_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH _qorstl_up "/qorstl-prefix/${QORSTL_PC_DIR}" "/qorstl-prefix")
+  string(REGEX REPLACE "/$" "" _qorstl_up "${_qorstl_up}")
+  set(QORSTL_PC_PREFIX "\${pcfiledir}/${_qorstl_up}")
+endif()
 if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(QORSTL_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 else()
@@ -36,4 +45,4 @@ else()
   set(QORSTL_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qorstl.pc.in ${PROJECT_BINARY_DIR}/qorstl.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/qorstl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/qorstl.pc DESTINATION ${QORSTL_PC_DIR})
