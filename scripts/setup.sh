@@ -4,14 +4,14 @@
 #   scripts/setup.sh        the build's own needs: compiler, CMake, GoogleTest, locales, iconv
 #   scripts/setup.sh --ci   also what CI and development use: clang and libc++, clang-format, the
 #                           benchmarks' peers, the aarch64 cross compiler and qemu, Doxygen and
-#                           the Debian packaging tools
+#                           the Debian packaging tools, the arm64 C library for the tests under qemu
 # Runs apt-get as root, through sudo otherwise; without either it names the packages to install.
 set -euo pipefail
 
 build_packages=(cmake g++ make pkg-config googletest libgtest-dev locales libc-bin binutils)
 ci_packages=(ninja-build clang libclang-rt-14-dev libc++-dev libc++abi-dev clang-format
              libbenchmark-dev qemu-user g++-aarch64-linux-gnu libhyperscan-dev libabsl-dev
-             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file)
+             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file libc6:arm64)
 
 packages=("${build_packages[@]}")
 case "${1:-}" in
@@ -43,9 +43,9 @@ if [ ${#missing[@]} -eq 0 ]; then
 fi
 
 if [ "$(id -u)" -eq 0 ]; then
-  apt=(apt-get)
+  as_root=()
 elif command -v sudo >/dev/null 2>&1; then
-  apt=(sudo env DEBIAN_FRONTEND=noninteractive apt-get)
+  as_root=(sudo)
 else
   echo "setup.sh: not root and no sudo; as root, run:" >&2
   echo "  apt-get update && apt-get install -y ${missing[*]}" >&2
@@ -53,6 +53,12 @@ else
 fi
 echo "setup.sh: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
+# The arm64 C library (its charset modules serve the aarch64 tests under qemu) is a multiarch
+# package: its architecture must be known to dpkg before the package lists are read.
+if [[ " ${missing[*]} " == *":arm64 "* ]] && ! dpkg --print-foreign-architectures | grep -qx arm64; then
+  "${as_root[@]}" dpkg --add-architecture arm64
+fi
+apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get)
 "${apt[@]}" update -qq
 "${apt[@]}" install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 echo "setup.sh: done"
