@@ -10,33 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "fuzz_util.h"
 #include "qor/qorstl.h"
 
 namespace {
 
 constexpr std::size_t npos = std::string::npos;
-
-std::size_t NaiveFind(const std::string& text, const std::string& pattern) {
-  for (std::size_t i = 0; i + pattern.size() <= text.size(); ++i) {
-    if (text.compare(i, pattern.size(), pattern) == 0) return i;
-  }
-  return npos;
-}
-
-bool Before(int mode, const std::string& a, const std::string& b) {
-  switch (mode) {
-    case 1:
-      return a.size() < b.size();
-    case 2:
-      return a.size() > b.size();
-    case 3:
-      return a < b;
-    case 4:
-      return b < a;
-    default:
-      return false;
-  }
-}
 
 }  // namespace
 
@@ -64,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     while (patterns.size() <= 300) patterns.insert(patterns.end(), once.begin(), once.end());
   }
   std::vector<std::size_t> found;
-  for (const std::string& p : patterns) found.push_back(NaiveFind(text, p));
+  for (const std::string& p : patterns) found.push_back(qor_fuzz::NaiveFind(text, p));
 
   // Earliest first occurrence, the lowest index at a tie.
   std::size_t want = npos, want_index = 0;
@@ -79,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<std::size_t> order(patterns.size());
     for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
     std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-      return Before(mode, patterns[a], patterns[b]);
+      return qor_fuzz::ModeBefore(mode, patterns[a], patterns[b]);
     });
     std::size_t pos = npos, winner = patterns.size();
     for (std::size_t i : order) {

@@ -19,18 +19,11 @@ using qor_fuzz::Check;
 
 constexpr std::size_t kNpos = std::string::npos;
 
-std::size_t NaiveFind(const std::string& text, const std::string& pattern) {
-  for (std::size_t i = 0; i + pattern.size() <= text.size(); ++i) {
-    if (text.compare(i, pattern.size(), pattern) == 0) return i;
-  }
-  return kNpos;
-}
-
 // The first pattern in list order that occurs: its position, with `index` its place.
 std::size_t ModelSeqFind(const std::string& text, const std::vector<std::string>& patterns,
                          unsigned& index) {
   for (index = 0; index < patterns.size(); ++index) {
-    const std::size_t pos = NaiveFind(text, patterns[index]);
+    const std::size_t pos = qor_fuzz::NaiveFind(text, patterns[index]);
     if (pos != kNpos) return pos;
   }
   return kNpos;
@@ -40,18 +33,7 @@ std::size_t ModelListFind(const std::string& text, const std::vector<std::string
                           unsigned& index, int mode) {
   std::vector<std::string> ordered = patterns;
   const auto order = [mode](const std::string& a, const std::string& b) {
-    switch (mode) {
-      case 1:
-        return a.size() < b.size();
-      case 2:
-        return a.size() > b.size();
-      case 3:
-        return a < b;
-      case 4:
-        return b < a;
-      default:
-        return false;
-    }
+    return qor_fuzz::ModeBefore(mode, a, b);
   };
   std::stable_sort(ordered.begin(), ordered.end(), order);
   const std::size_t pos = ModelSeqFind(text, ordered, index);
@@ -63,7 +45,7 @@ std::size_t ModelListFind(const std::string& text, const std::vector<std::string
 }
 
 void CheckSlicers(const std::string& text, const std::string& separator) {
-  const std::size_t at = NaiveFind(text, separator);
+  const std::size_t at = qor_fuzz::NaiveFind(text, separator);
   std::string left = "old", right = "old";
   Check(qor::string_slice2(text, separator, left, right) == at, "string_slice2 position");
   Check(left == (at == kNpos ? text : text.substr(0, at)), "string_slice2 left");
@@ -93,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string pattern(reinterpret_cast<const char*>(data + 1), pattern_len);
   const std::string text(reinterpret_cast<const char*>(data + 1 + pattern_len), rest - pattern_len);
 
-  const std::size_t want = NaiveFind(text, pattern);
+  const std::size_t want = qor_fuzz::NaiveFind(text, pattern);
   Check(qor::internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size()) == want,
         "the internal search against the naive one");
   Check(qor::string_find(text, pattern, true) == want, "string_find, match begin");
@@ -103,7 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // The earliest-match search bounds each later pattern by the best position so far.
   const std::vector<std::string> patterns = {pattern.substr(pattern.size() / 2), pattern};
-  const std::size_t want_tail = NaiveFind(text, patterns[0]);
+  const std::size_t want_tail = qor_fuzz::NaiveFind(text, patterns[0]);
   int index = -1;
   const std::size_t got = qor::string_find_first_one_of(text, patterns, index);
   const bool tail_wins = want_tail <= want;

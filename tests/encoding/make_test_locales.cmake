@@ -8,15 +8,15 @@
 file(MAKE_DIRECTORY ${OUT})
 
 # <locale name>:<source>:<charmap>
-foreach(spec de_DE.ISO-8859-1:de_DE:ISO-8859-1 de_DE.UTF-8:de_DE:UTF-8 C.UTF-8:C:UTF-8
+foreach(entry de_DE.ISO-8859-1:de_DE:ISO-8859-1 de_DE.UTF-8:de_DE:UTF-8 C.UTF-8:C:UTF-8
              zh_TW.BIG5:zh_TW:BIG5 zh_HK.BIG5-HKSCS:zh_HK:BIG5-HKSCS
              ja_JP.EUC-JISX0213:ja_JP:EUC-JISX0213 ja_JP.SHIFT_JISX0213:ja_JP:SHIFT_JISX0213
              ja_JP.EUC-JP:ja_JP:EUC-JP ja_JP.SJIS:ja_JP:SHIFT_JIS ko_KR.EUC-KR:ko_KR:EUC-KR
              zh_CN.GB18030:zh_CN:GB18030)
-  string(REPLACE ":" ";" spec ${spec})
-  list(GET spec 0 name)
-  list(GET spec 1 source)
-  list(GET spec 2 charmap)
+  string(REPLACE ":" ";" entry ${entry})
+  list(GET entry 0 name)
+  list(GET entry 1 source)
+  list(GET entry 2 charmap)
   set(locale ${OUT}/${name})
   if(DEFINED CHARSET_MODULES AND NOT CHARSET_MODULES AND NOT charmap STREQUAL "UTF-8")
     message(STATUS "${locale} left out: the tests' C library has no charset modules")
