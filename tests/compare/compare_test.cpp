@@ -61,20 +61,22 @@ const SignCase kSignCases[] = {
 };
 // clang-format on
 
-TEST(QorStrcmp, ComparesWithAndWithoutCase) {
-  for (const SignCase& c : kSignCases) {
-    SCOPED_TRACE(qor_test::Hex(c.a) + " " + qor_test::Hex(c.b));
-    EXPECT_EQ(Sign(qor::qor_strcmp(c.a.c_str(), c.b.c_str(), true)), c.exact);
-    EXPECT_EQ(Sign(qor::qor_strcmp(c.a.c_str(), c.b.c_str(), false)), c.folded);
-  }
-}
-
-TEST(QorWcscmp, ComparesWithAndWithoutCase) {
+// Each narrow and wide comparison, every overload, on the same table.
+TEST(Comparisons, CompareWithAndWithoutCase) {
   for (const SignCase& c : kSignCases) {
     SCOPED_TRACE(qor_test::Hex(c.a) + " " + qor_test::Hex(c.b));
     const std::wstring a = Widen(c.a), b = Widen(c.b);
-    EXPECT_EQ(Sign(qor::qor_wcscmp(a.c_str(), b.c_str(), true)), c.exact);
-    EXPECT_EQ(Sign(qor::qor_wcscmp(a.c_str(), b.c_str(), false)), c.folded);
+    for (bool cs : {true, false}) {
+      const int want = cs ? c.exact : c.folded;
+      EXPECT_EQ(Sign(qor::qor_strcmp(c.a.c_str(), c.b.c_str(), cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::qor_wcscmp(a.c_str(), b.c_str(), cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::string_compare(c.a, c.b, cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::string_compare(c.a, c.b.c_str(), cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::string_compare(c.a.c_str(), c.b, cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::wstring_compare(a, b, cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::wstring_compare(a, b.c_str(), cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::wstring_compare(a.c_str(), b, cs)), want) << cs;
+    }
   }
 }
 
@@ -91,44 +93,14 @@ const CountCase kCountCases[] = {
 };
 // clang-format on
 
-TEST(QorStrncmp, ComparesAtMostTheCount) {
-  for (const CountCase& c : kCountCases) {
-    SCOPED_TRACE(c.a + " " + c.b + " " + std::to_string(c.n));
-    EXPECT_EQ(Sign(qor::qor_strncmp(c.a.c_str(), c.b.c_str(), c.n, true)), c.exact);
-    EXPECT_EQ(Sign(qor::qor_strncmp(c.a.c_str(), c.b.c_str(), c.n, false)), c.folded);
-  }
-}
-
-TEST(QorWsncmp, CountsWideCharacters) {
+TEST(BoundedComparisons, CompareAtMostTheCount) {
   for (const CountCase& c : kCountCases) {
     SCOPED_TRACE(c.a + " " + c.b + " " + std::to_string(c.n));
     const std::wstring a = Widen(c.a), b = Widen(c.b);
-    EXPECT_EQ(Sign(qor::qor_wsncmp(a.c_str(), b.c_str(), c.n, true)), c.exact);
-    EXPECT_EQ(Sign(qor::qor_wsncmp(a.c_str(), b.c_str(), c.n, false)), c.folded);
-  }
-}
-
-TEST(StringCompare, EveryOverloadComparesTheZeroTerminatedTexts) {
-  for (const SignCase& c : kSignCases) {
-    SCOPED_TRACE(qor_test::Hex(c.a) + " " + qor_test::Hex(c.b));
     for (bool cs : {true, false}) {
       const int want = cs ? c.exact : c.folded;
-      EXPECT_EQ(Sign(qor::string_compare(c.a, c.b, cs)), want) << cs;
-      EXPECT_EQ(Sign(qor::string_compare(c.a, c.b.c_str(), cs)), want) << cs;
-      EXPECT_EQ(Sign(qor::string_compare(c.a.c_str(), c.b, cs)), want) << cs;
-    }
-  }
-}
-
-TEST(WstringCompare, EveryOverloadComparesTheZeroTerminatedTexts) {
-  for (const SignCase& c : kSignCases) {
-    SCOPED_TRACE(qor_test::Hex(c.a) + " " + qor_test::Hex(c.b));
-    const std::wstring a = Widen(c.a), b = Widen(c.b);
-    for (bool cs : {true, false}) {
-      const int want = cs ? c.exact : c.folded;
-      EXPECT_EQ(Sign(qor::wstring_compare(a, b, cs)), want) << cs;
-      EXPECT_EQ(Sign(qor::wstring_compare(a, b.c_str(), cs)), want) << cs;
-      EXPECT_EQ(Sign(qor::wstring_compare(a.c_str(), b, cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::qor_strncmp(c.a.c_str(), c.b.c_str(), c.n, cs)), want) << cs;
+      EXPECT_EQ(Sign(qor::qor_wsncmp(a.c_str(), b.c_str(), c.n, cs)), want) << cs;
     }
   }
 }
@@ -163,8 +135,6 @@ TEST(StringContainsIgnoreCase, FoldsOnlyAsciiLetters) {
   const Case cases[] = {
       {"Hello World", "WORLD", true},
       {"abc", "", false},                  // an empty part is never contained
-      {"", "", false},
-      {"", "a", false},
       {"ab", "abc", false},                // a part longer than the text
       {"\xC3\x84", "\xC3\xA4", false},     // bytes 0x80 and above are not folded
       {{"a\0B", 3}, {"\0b", 2}, true},     // zero bytes match like any other
@@ -227,13 +197,10 @@ TEST(Greater, OrdersUnsignedBytesWithAPrefixFirst) {
   // clang-format off
   struct Case { std::string a, b; bool greater; };
   const Case cases[] = {
-      {"b", "abc", true},
       {"ab", "abc", false},
       {"abc", "ab", true},
-      {"a", "a", false},
       {"\xC3", "z", true},                   // 0xC3 is above every ASCII byte
       {"a", "", true},
-      {"", "", false},
       {{"a\0b", 3}, {"a\0a", 3}, true},      // zero bytes take part
       {"B", "a", false},                     // case counts
   };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "encoding/encode_kernels.h"
+#include "encoding/utf8_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
@@ -16,6 +17,8 @@ namespace {
 using qor::internal::EncodeKernels;
 using qor::internal::Isa;
 using qor::internal::PlainRule;
+using qor_test::Form;
+using qor_test::Surrogate;
 
 std::vector<const EncodeKernels*> Levels() {
   std::vector<const EncodeKernels*> levels;
@@ -29,25 +32,6 @@ std::vector<const EncodeKernels*> Levels() {
 
 const char* Name(const EncodeKernels* k) {
   return qor::internal::IsaName(k->isa);
-}
-
-// The one- to six-byte form of c by the length table: a lead of n one bits, then six bits a byte.
-std::string Form(std::uint32_t c) {
-  const unsigned n = c < 0x80        ? 1
-                     : c < 0x800     ? 2
-                     : c < 0x10000   ? 3
-                     : c < 0x200000  ? 4
-                     : c < 0x4000000 ? 5
-                                     : 6;
-  if (n == 1) return std::string(1, static_cast<char>(c));
-  std::string s(n, '\0');
-  for (unsigned k = n - 1; k > 0; --k, c >>= 6) s[k] = static_cast<char>(0x80 | (c & 0x3F));
-  s[0] = static_cast<char>((0xFF00u >> n) | c);
-  return s;
-}
-
-bool Surrogate(std::uint32_t c) {
-  return c >= 0xD800 && c <= 0xDFFF;
 }
 
 // The codec's encoder: false when it refuses the input, else the bytes of its forms.
@@ -279,103 +263,6 @@ TEST(EncodeKernels, StringCodersMatchTheirRulesOnEveryLevel) {
         EXPECT_EQ(out, units) << at();
       }
       EXPECT_EQ(qor::internal::BmpUnitsToUtf8With(*k, in), bmp) << at();
-    }
-  }
-}
-
-// "utf-16": code points to big-endian units and back.
-bool Utf16BeModel(const std::wstring& in, std::string& out) {
-  out.clear();
-  const auto unit = [&out](std::uint32_t u) {
-    out += static_cast<char>(u >> 8);
-    out += static_cast<char>(u & 0xFF);
-  };
-  for (wchar_t element : in) {
-    const auto c = static_cast<std::uint32_t>(element);
-    if (Surrogate(c) || c > 0x10FFFF) return false;
-    if (c < 0x10000) {
-      unit(c);
-    } else {
-      unit(0xD800 + ((c - 0x10000) >> 10));
-      unit(0xDC00 + (c & 0x3FF));
-    }
-  }
-  return true;
-}
-
-bool FromUtf16BeModel(const std::string& in, std::wstring& out) {
-  out.clear();
-  if (in.size() % 2 != 0) return false;
-  const auto unit = [&in](std::size_t k) {
-    return static_cast<std::uint32_t>(static_cast<unsigned char>(in[2 * k]) << 8 |
-                                      static_cast<unsigned char>(in[2 * k + 1]));
-  };
-  for (std::size_t k = 0; k < in.size() / 2; ++k) {
-    const std::uint32_t u = unit(k);
-    if (!Surrogate(u)) {
-      out += static_cast<wchar_t>(u);
-      continue;
-    }
-    if (u > 0xDBFF || k + 1 == in.size() / 2 || unit(k + 1) < 0xDC00 || unit(k + 1) > 0xDFFF) {
-      return false;
-    }
-    out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (unit(++k) - 0xDC00));
-  }
-  return true;
-}
-
-TEST(EncodeKernels, Utf16BeCodersMatchTheirRulesOnEveryLevel) {
-  std::mt19937 rng(1616);
-  const auto levels = Levels();
-  for (int round = 0; round < 3000; ++round) {
-    const std::wstring in = RandomElements(rng, round % 2 == 0 ? 24 : 120);
-    std::string bytes;
-    const bool encodes = Utf16BeModel(in, bytes);
-    // Bytes to decode: the encoding of the elements taken as units, a unit of it broken now and
-    // then, and an odd length now and then.
-    std::string units;
-    for (wchar_t e : in) {
-      units += static_cast<char>((static_cast<std::uint32_t>(e) >> 8) & 0xFF);
-      units += static_cast<char>(static_cast<std::uint32_t>(e) & 0xFF);
-    }
-    if (encodes && round % 3 != 0) units = bytes;
-    if (round % 7 == 0) units += 'x';
-    std::wstring decoded;
-    const bool decodes = FromUtf16BeModel(units, decoded);
-    for (const EncodeKernels* k : levels) {
-      const auto at = [&] { return std::string(Name(k)) + " " + qor_test::Hex(in); };
-      std::string out = "old";
-      EXPECT_EQ(qor::internal::CodePointsToUtf16BeWith(*k, in, out), encodes) << at();
-      if (encodes) {
-        EXPECT_EQ(out, bytes) << at();
-      }
-      std::wstring wide = L"old";
-      EXPECT_EQ(qor::internal::Utf16BeToCodePointsWith(*k, units, wide), decodes)
-          << Name(k) << " " << qor_test::Hex(units);
-      if (decodes) {
-        EXPECT_EQ(wide, decoded) << Name(k) << " " << qor_test::Hex(units);
-      }
-    }
-  }
-}
-
-// Real text in many scripts: every level writes what the scalar table writes.
-TEST(EncodeKernels, RealTextEncodesAlikeOnEveryLevel) {
-  const EncodeKernels* scalar = qor::internal::EncodeKernelsFor(Isa::kScalar);
-  for (const char* name :
-       {"mars-english.utf8.txt", "mars-french.utf8.txt", "mars-russian.utf8.txt",
-        "mars-chinese.utf8.txt", "lipsum-emoji.utf8.txt", "mars-hindi.utf8.txt"}) {
-    const std::string text = qor_test::Corpus(name);
-    ASSERT_FALSE(text.empty()) << name;
-    const std::wstring wide = utf8_to_wchar(text);
-    ASSERT_FALSE(wide.empty()) << name;
-    const std::string expected = qor::internal::WideStringToUtf8With(*scalar, wide);
-    EXPECT_EQ(expected, text) << name;
-    for (const EncodeKernels* k : Levels()) {
-      EXPECT_EQ(qor::internal::WideStringToUtf8With(*k, wide), expected) << Name(k) << " " << name;
-      std::string out;
-      EXPECT_TRUE(qor::internal::CodePointsToUtf8With(*k, wide, out)) << Name(k) << " " << name;
-      EXPECT_EQ(out, expected) << Name(k) << " " << name;
     }
   }
 }

@@ -69,6 +69,25 @@ inline std::size_t StandardSequence(const std::string& s, std::size_t i, std::ui
   return n;
 }
 
+// The one- to six-byte form of c by the length table: a lead of n one bits, then six bits a byte.
+inline std::string Form(std::uint32_t c) {
+  const unsigned n = c < 0x80        ? 1
+                     : c < 0x800     ? 2
+                     : c < 0x10000   ? 3
+                     : c < 0x200000  ? 4
+                     : c < 0x4000000 ? 5
+                                     : 6;
+  if (n == 1) return std::string(1, static_cast<char>(c));
+  std::string s(n, '\0');
+  for (unsigned k = n - 1; k > 0; --k, c >>= 6) s[k] = static_cast<char>(0x80 | (c & 0x3F));
+  s[0] = static_cast<char>((0xFF00u >> n) | c);
+  return s;
+}
+
+inline bool Surrogate(std::uint32_t c) {
+  return c >= 0xD800 && c <= 0xDFFF;
+}
+
 // The byte-pattern layout of 31-bit UTF-8, with at least one byte of 0x80 or above.
 inline bool ModelIsUtf8(const std::string& s) {
   bool high = false;
