@@ -14,6 +14,7 @@
 
 #include "cpu_features.h"
 #include "qor/qorstl.h"
+#include "utf8_scripts.h"
 #if defined(QORSTL_HAVE_SIMDUTF)
 #include <simdutf.h>
 #endif
@@ -23,20 +24,9 @@
 
 namespace {
 
-struct Script {
-  const char* name;
-  const char* file;
-};
-const Script kScripts[] = {{"ASCII", "mars-english.utf8.txt"},
-                           {"Latin", "mars-french.utf8.txt"},
-                           {"Cyrillic", "mars-russian.utf8.txt"},
-                           {"CJK", "mars-chinese.utf8.txt"},
-                           {"emoji", "lipsum-emoji.utf8.txt"}};
-
-std::string ReadCorpus(const char* file) {
-  std::ifstream in(std::string(QORSTL_CORPUS_DIR) + "/" + file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using qor_bench::kScripts;
+using qor_bench::ReadCorpus;
+using qor_bench::Script;
 
 // One measured function: its row in the table, who it is ("ours", "simdutf" or a scalar peer),
 // and the body run once per iteration on the script's text.

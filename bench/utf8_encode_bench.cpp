@@ -13,6 +13,7 @@
 #include <benchmark/benchmark.h>
 
 #include "qor/qorstl.h"
+#include "utf8_scripts.h"
 #if defined(__x86_64__) && !defined(QORSTL_X86_KERNELS)
 #define QORSTL_X86_KERNELS 1  // as the library is built by default, to name its kernel
 #endif
@@ -30,16 +31,10 @@
 
 namespace {
 
-struct Script {
-  const char* name;
-  const char* file;
-};
-const Script kScripts[] = {{"ASCII", "mars-english.utf8.txt"},
-                           {"Latin", "mars-french.utf8.txt"},
-                           {"Cyrillic", "mars-russian.utf8.txt"},
-                           {"CJK", "mars-chinese.utf8.txt"},
-                           {"emoji", "lipsum-emoji.utf8.txt"}};
-constexpr int kScriptCount = 5;
+using qor_bench::kScriptCount;
+using qor_bench::kScripts;
+using qor_bench::ReadCorpus;
+using qor_bench::Script;
 
 struct Input {
   std::string utf8;
@@ -52,9 +47,7 @@ const Input& Corpus(int which) {
   static Input inputs[kScriptCount];
   Input& in = inputs[which];
   if (in.utf8.empty()) {
-    std::ifstream file(std::string(QORSTL_CORPUS_DIR) + "/" + kScripts[which].file,
-                       std::ios::binary);
-    in.utf8.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    in.utf8 = ReadCorpus(kScripts[which].file);
     in.code_points = qor::string_string_to_wstring(in.utf8, "utf-8");
     in.units = qor::string_string_to_wstring(in.utf8, "utf-8-16");
   }
