@@ -1,0 +1,271 @@
+// The instruction-set levels, and every UTF-8 kernel this CPU runs held against small models of
+// the rules: called directly and through the coders built on it, on faults at every offset of a
+// block, on pairs of bytes at every place in a block, and on random input.
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "encoding/decode_kernels.h"
+#include "encoding/encode_kernels.h"
+#include "encoding/utf8_model.h"
+#include "test_util.h"
+
+namespace {
+
+using namespace qor::internal;
+using qor_test::Form;
+using qor_test::Units;
+
+constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512};
+constexpr wchar_t kGuard = 0x5A5A5A;
+
+// Every level up to the best one runs, none above it: kernels are picked by the best level, and
+// the tests run every level below it too, so the levels must nest.
+TEST(CpuFeatures, LevelsNestUpToTheBestAndTheBestIsPicked) {
+  for (Isa isa : kLevels) {
+    EXPECT_EQ(CpuRuns(isa), isa <= BestIsa()) << IsaName(isa);
+    EXPECT_EQ(DecodeKernelsFor(isa) != nullptr, CpuRuns(isa)) << IsaName(isa);
+    EXPECT_EQ(EncodeKernelsFor(isa) != nullptr, CpuRuns(isa)) << IsaName(isa);
+  }
+  EXPECT_EQ(BestDecodeKernels().isa, BestIsa());
+  EXPECT_EQ(BestEncodeKernels().isa, BestIsa());
+}
+
+// Whether s[0, end) is a run of standard sequences that `options` allows (zero bytes only when
+// `zero_ok`), and their values.
+bool Settled(const std::string& s, std::size_t end, unsigned options, Units& values,
+             bool zero_ok = false) {
+  values.clear();
+  for (std::size_t i = 0, n = 0; i < end; i += n) {
+    std::uint32_t v = 0;
+    n = qor_test::StandardSequence(s, i, v);
+    if (n == 0 || i + n > end || (v == 0 && !zero_ok)) return false;
+    if (((options & kDecodeBmpOnly) && v > 0xFFFF) || ((options & kDecodeStopAtBom) && v == 0xFEFF))
+      return false;
+    values.push_back(v);
+  }
+  return true;
+}
+
+// The decoding kernel by itself: what it settles is standard UTF-8 that the options allow, decoded
+// into rooms of the counted size, one more and one less, with nothing written past the result. The
+// input is a heap copy of exactly its size, so that AddressSanitizer sees any read past it.
+void CheckDecodeKernel(const DecodeKernels& k, const std::string& s, bool expect_progress) {
+  const std::vector<unsigned char> in(s.begin(), s.end());
+  const auto high = std::find_if(s.begin(), s.end(), [](char b) { return b & 0x80; });
+  EXPECT_EQ(k.ascii_prefix(in.data(), s.size()), std::size_t(high - s.begin()));
+  Units values;
+  const std::size_t valid = k.valid_prefix(in.data(), s.size());
+  EXPECT_TRUE(valid <= s.size() && Settled(s, valid, 0, values, true)) << "valid " << valid;
+  for (unsigned options = 0; options < 4; ++options) {
+    SCOPED_TRACE("options " + std::to_string(options));
+    const DecodeStep counted = k.decode(in.data(), s.size(), nullptr, 0, options);
+    ASSERT_TRUE(counted.read <= s.size() && Settled(s, counted.read, options, values));
+    EXPECT_EQ(counted.written, values.size());
+    // A level with full-block decoding leaves at most a block and a sequence of plain text.
+    EXPECT_GE(counted.read + (expect_progress && options == 0 ? 68 : s.size()), s.size());
+    for (std::size_t room : {counted.written + 1, counted.written, counted.written - 1}) {
+      if (room == std::size_t(-1)) continue;
+      std::vector<wchar_t> out(room + 2, kGuard);
+      const DecodeStep filled = k.decode(in.data(), s.size(), out.data(), room, options);
+      ASSERT_TRUE(Settled(s, filled.read, options, values)) << "room " << room;
+      ASSERT_LE(values.size(), room);
+      // With room for all it counted, it reads as far as it did when counting.
+      EXPECT_EQ(filled.read, room >= counted.written ? counted.read : filled.read) << room;
+      ASSERT_EQ(filled.written, values.size()) << "room " << room;
+      values.resize(out.size(), std::uint32_t(kGuard));
+      ASSERT_EQ(Units(out.begin(), out.end()), values) << "room " << room;
+    }
+  }
+}
+
+// The codec with kernel k against the model: measuring, then filling with the measured capacity,
+// one less and one more. The buffer must equal the portable level's everywhere (a value the rules
+// withdraw stays stored behind the result), and the element past the capacity keeps its guard.
+void CheckDecoder(const DecodeKernels& k, const std::string& s, bool terminated, bool thorough) {
+  const std::vector<char> in(s.c_str(), s.c_str() + s.size() + terminated);  // with its zero byte
+  const std::size_t len = terminated ? 0 : s.size();
+  for (int flags = 0; flags < 4; ++flags) {
+    SCOPED_TRACE("flags " + std::to_string(flags) + (terminated ? " zero-terminated" : ""));
+    const std::size_t measured = qor_test::ModelDecode(s, flags, 0).first;
+    ASSERT_EQ(Utf8ToWcharWith(k, in.data(), len, nullptr, 0, flags), measured);
+    for (std::size_t cap : {measured, measured - 1, measured + 1}) {
+      if (cap == 0 || cap == std::size_t(-1) || (!thorough && cap != measured)) continue;
+      const auto model = qor_test::ModelDecode(s, flags, cap);
+      std::vector<wchar_t> out(cap + 1, kGuard), portable(cap + 1, kGuard);
+      ASSERT_EQ(Utf8ToWcharWith(k, in.data(), len, out.data(), cap, flags), model.first) << cap;
+      Utf8ToWcharWith(*DecodeKernelsFor(Isa::kScalar), in.data(), len, portable.data(), cap, flags);
+      ASSERT_EQ(Units(out.data(), out.data() + model.first), model.second) << "capacity " << cap;
+      ASSERT_EQ(out, portable) << "capacity " << cap;
+      ASSERT_EQ(out[cap], kGuard) << "capacity " << cap;
+    }
+  }
+}
+
+// All decoding checks on every level; stops the test at the first input that fails, printing it.
+// Without `thorough`, the kernels are not called directly and the codec only with the counted
+// capacity.
+void CheckDecoding(const std::string& s, bool thorough = true) {
+  if (testing::Test::HasFailure()) return;
+  SCOPED_TRACE(qor_test::Hex(s));
+  Units all;
+  const bool plain = Settled(s, s.size(), 0, all);
+  for (Isa isa : kLevels) {
+    const DecodeKernels* k = DecodeKernelsFor(isa);
+    if (k == nullptr) continue;
+    SCOPED_TRACE(IsaName(isa));
+    if (thorough) CheckDecodeKernel(*k, s, plain && isa >= Isa::kAvx2);
+    if (!s.empty()) CheckDecoder(*k, s, false, thorough);  // a zero length means zero-terminated
+    if (thorough && s.find('\0') == std::string::npos) CheckDecoder(*k, s, true, thorough);
+  }
+}
+
+TEST(DecodeKernels, MatchTheRulesWithAFaultAtEveryOffsetOfABlock) {
+  // Text of one- to four-byte sequences, so the faults land in every kind of neighbourhood.
+  std::string base;
+  while (base.size() < 150) base += "ab\xD0\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80";
+  // clang-format off
+  const std::string faults[] = {
+      "\x80", "\xFF", "\xFE", std::string(1, '\0'), "\x7F",                        // stray, zero
+      "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",  // overlong
+      "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80",                      // refused values
+      "\xF8\x88\x80\x80\x80", "\xFD\xBF\xBF\xBF\xBF\xBF", "\xEF\xBB\xBF",          // long forms, BOM
+      "\xC3", "\xE2\x82", "\xF0\x9F\x98",                                          // cut short
+  };
+  // clang-format on
+  for (std::size_t at = 0; at <= 136; ++at) {
+    for (const std::string& fault : faults) {
+      CheckDecoding(base.substr(0, at) + fault + base.substr(at));        // inserted
+      CheckDecoding(std::string(base).replace(at, fault.size(), fault));  // written over
+    }
+    CheckDecoding(base.substr(0, at));  // cut short at every place
+  }
+}
+
+TEST(DecodeKernels, MatchTheRulesOnEveryPairOfBytesInABlock) {
+  const std::string picks("\x00\x41\x7F\x80\xBF\xC0\xC2\xDF\xE0\xED\xEF\xF0\xF4\xF5\xF8\xFF", 16);
+  std::string cyrillic;
+  while (cyrillic.size() < 140) cyrillic += "\xD0\xB6";
+  for (const std::string& text : {std::string(140, 'x'), cyrillic}) {
+    for (std::size_t at = 0; at + 1 < 72; ++at) {
+      for (std::size_t pair = 0; pair < 256; ++pair) {
+        std::string s = text;
+        s[at] = picks[pair / 16];
+        s[at + 1] = picks[pair % 16];
+        CheckDecoding(s, at % 8 == 0 || at % 32 >= 29);  // the kernels themselves at block edges
+      }
+    }
+  }
+}
+
+// Random elements: runs of one script with other values mixed in at a random rate.
+std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
+  const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0x1F300};  // 127 values from each
+  const std::uint32_t others[] = {0,        0x7F,       0x80,       0x7FF,     0x800,   0xD800,
+                                  0xDBFF,   0xDFFF,     0xFEFF,     0xFFFF,    0x10000, 0x10FFFF,
+                                  0x110000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+  const std::uint32_t script = scripts[rng() % 5];
+  const unsigned bad_one_in = std::vector<unsigned>{0, 200, 20, 3}[rng() % 4];
+  std::wstring s(rng() % (max_size + 1), L'\0');
+  for (wchar_t& e : s) {
+    const bool other = bad_one_in != 0 && rng() % bad_one_in == 0;
+    e = static_cast<wchar_t>(!other      ? script + rng() % 127
+                             : rng() % 4 ? others[rng() % 16]
+                                         : rng());
+  }
+  return s;
+}
+
+// The 31-bit forms of random elements (values from 2^31 left out) with random bytes among them.
+TEST(DecodeKernels, MatchTheRulesOnRandomBytes) {
+  const std::string picks(
+      "\x00\x80\xBF\xC0\xC1\xC3\xDF\xE0\xE2\xED\xEF\xBB\xF0\xF4\xF5\xF8\xFC\xFE\xFF", 19);
+  std::mt19937 rng(20261123);
+  for (int round = 0; round < 1500; ++round) {
+    std::string s;
+    for (wchar_t e : RandomElements(rng, 120)) {
+      s += std::uint32_t(e) < 0x80000000u ? Form(std::uint32_t(e)) : "";
+      if (rng() % 16 == 0) s += picks[rng() % picks.size()];
+    }
+    CheckDecoding(s);
+  }
+}
+
+// The codec through kernel k: measuring and filling calls, every mode, capacities around the
+// measured count, a guard region after the capacity, bounded and zero-terminated input.
+void CheckEncoder(const EncodeKernels& k, const std::wstring& in) {
+  for (int flags = 0; flags < 4; ++flags) {
+    SCOPED_TRACE("flags " + std::to_string(flags));
+    std::string expected;  // the forms of the elements before a zero
+    bool ok = true;
+    for (std::size_t i = 0; i < in.size() && in[i] != 0; ++i) {
+      const auto c = static_cast<std::uint32_t>(in[i]);
+      const bool refused = qor_test::Surrogate(c) || c >= 0x80000000u;
+      ok = ok && (!refused || (flags & UTF8_SKIP_INVALID));
+      if (!refused && !(c == 0xFEFF && (flags & UTF8_DROP_BOM))) expected += Form(c);
+    }
+    const std::size_t want = ok ? expected.size() : 0;
+    EXPECT_EQ(WideToUtf8With(k, in.data(), in.size(), nullptr, 0, flags), want);
+    EXPECT_EQ(WideToUtf8With(k, (in + L'\0').data(), 0, nullptr, 0, flags), want)
+        << "zero-terminated";
+    for (std::size_t cap : {want, want + 1, want - 1, want + 33}) {
+      if (cap > want + 33) continue;
+      std::string buffer(cap + 40, '\xA5');
+      const std::size_t got = WideToUtf8With(k, in.data(), in.size(), &buffer[0], cap, flags);
+      ASSERT_EQ(got, cap >= want ? want : 0) << "cap " << cap;
+      // Past the result nothing changes; after a failure, nothing past the capacity.
+      const std::size_t clean = got != 0 ? got : cap;
+      EXPECT_EQ(buffer.substr(0, got), expected.substr(0, got)) << "cap " << cap;
+      EXPECT_EQ(buffer.substr(clean), std::string(buffer.size() - clean, '\xA5')) << "cap " << cap;
+    }
+  }
+}
+
+// The kernels of each level through the codec, and under the rule of to_utf8 ("?" for values
+// above 0xFFFF, surrogates kept). Stops at the first input that fails, printing it.
+void CheckEncoding(const std::wstring& in) {
+  if (testing::Test::HasFailure()) return;
+  SCOPED_TRACE(qor_test::Hex(in));
+  std::string bmp;
+  for (wchar_t e : in) bmp += std::uint32_t(e) <= 0xFFFF ? Form(std::uint32_t(e)) : "?";
+  for (Isa isa : kLevels) {
+    const EncodeKernels* k = EncodeKernelsFor(isa);
+    if (k == nullptr) continue;
+    SCOPED_TRACE(IsaName(isa));
+    CheckEncoder(*k, in);
+    EXPECT_EQ(BmpUnitsToUtf8With(*k, in), bmp);
+  }
+}
+
+TEST(EncodeKernels, MatchTheRulesOnRandomElements) {
+  std::mt19937 rng(9001);
+  for (int round = 0; round < 1500; ++round) {
+    CheckEncoding(RandomElements(rng, round % 2 == 0 ? 20 : 150));
+  }
+}
+
+// Runs of one script (the block paths of ASCII and of two-byte forms included), and of all four
+// lengths, with a bad element at every place.
+TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
+  for (std::uint32_t first : {0x41u, 0x430u, 0x4E00u, 0x1F600u, 0u}) {
+    std::wstring base(100, L'\0');
+    for (std::size_t i = 0; i < base.size(); ++i) {
+      base[i] = first != 0 ? wchar_t(first + i % 26)
+                           : qor_test::W({0x7F, 0x7FF, 0xFFFF, 0x10FFFF})[i % 4];
+    }
+    for (std::uint32_t bad :
+         {0u, 0xD800u, 0xDFFFu, 0x110000u, 0x7FFFFFFFu, 0x80000000u, 0xFEFFu, 0x10000u}) {
+      for (std::size_t offset = 0; offset < base.size(); ++offset) {
+        std::wstring in = base;
+        in[offset] = static_cast<wchar_t>(bad);
+        CheckEncoding(in);
+      }
+    }
+  }
+}
+
+}  // namespace
