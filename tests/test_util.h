@@ -26,14 +26,12 @@ inline std::string Hex(const std::wstring& units) {
 }
 
 inline std::wstring W(std::initializer_list<std::uint32_t> values) {
-  std::wstring w;
-  for (std::uint32_t v : values) w.push_back(static_cast<wchar_t>(v));
-  return w;
+  return std::wstring(values.begin(), values.end());
 }
 
 inline std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // A real text from tests/data, or the empty string when it is absent.

@@ -58,22 +58,28 @@ static S Twice(void (*format)(S&, const C*, va_list), const C* fmt, ...) {
 
 // Narrow and wide formatting of `fmt` with an int and a string, in the C locale where a byte of
 // 0x80 and above cannot be decoded for a wide %s. "old" is a result that leaves `out` as it was
-// (the plain formatters then give the empty string); wide results are the narrow ones widened.
+// (the plain formatters then give the empty string); wide results are the narrow ones widened, so
+// that 0xFF in a format is the wide character -1. The wide formatters grow their buffer (512, 1024,
+// 2048, ... characters) until the output fits, whatever values it holds, also the marks (-1, then
+// '?') they probe for at the last-but-one slots 510, 1022, 2046, ...
 TEST(Format, Table) {
+  std::string probed(5000, 'x'), second_mark(2100, 'x');
+  for (int slot : {509, 510, 1022, 2046, 4094}) probed[slot] = '\xFF';
+  second_mark[510] = '\xFF', second_mark[1022] = second_mark[2046] = '?';
   // clang-format off
   const struct { std::string fmt; int n; const char* s; std::string out; bool wfails; } cases[] = {
       {"%d-%s", 7, "ab", "7-ab", false}, {"", 0, "", "old", false}, {"%.0d", 0, "", "old", false},
       {"a%cb", 0, "", "a", false}, {"%c", 0, "", "", false}, {"%d%s", 0, "\xFF", "0\xFF", true},
-      {"%1048576d", 5, "", std::string(1048575, ' ') + "5", false}};
+      {"%1048576d", 5, "", std::string(1048575, ' ') + "5", false}, {probed, 0, "", probed, false},
+      {second_mark, 0, "", second_mark, false}, {std::string(511, 'x'), 0, "", std::string(511, 'x'), false}};
   // clang-format on
   const auto widen = [](const std::string& s) { return std::wstring(s.begin(), s.end()); };
   for (const auto& c : cases) {
     const std::wstring wfmt = widen(c.fmt), wout = c.wfails ? L"old" : widen(c.out);
-    EXPECT_TRUE(Twice(qor::format_string_v, c.fmt.c_str(), c.n, c.s) == c.out + c.out &&
-                qor::format_astring(c.fmt.c_str(), c.n, c.s) == (c.out == "old" ? "" : c.out) &&
-                Twice(qor::format_wstring_v, wfmt.c_str(), c.n, c.s) == wout + wout &&
-                qor::format_wstring(wfmt.c_str(), c.n, c.s) == (wout == L"old" ? L"" : wout))
-        << c.fmt;
+    EXPECT_EQ(Twice(qor::format_string_v, c.fmt.c_str(), c.n, c.s), c.out + c.out) << c.fmt;
+    EXPECT_EQ(qor::format_astring(c.fmt.c_str(), c.n, c.s), c.out == "old" ? "" : c.out) << c.fmt;
+    EXPECT_EQ(Twice(qor::format_wstring_v, wfmt.c_str(), c.n, c.s), wout + wout) << c.fmt;
+    EXPECT_EQ(qor::format_wstring(wfmt.c_str(), c.n, c.s), wout == L"old" ? L"" : wout) << c.fmt;
   }
 }
 
@@ -86,10 +92,11 @@ TEST(Parse, Table) {
       {"2147483648", INT_MIN, 2147483648, 2147483648}, {"4294967297", 1, 4294967297, 4294967297},
       {"99999999999999999999", -1, LONG_MAX, 1e20}, {"-99999999999999999999", 0, LONG_MIN, -1e20}};
   // clang-format on
-  for (const auto& c : cases)
-    EXPECT_TRUE(qor::string_to_int(c.text) == c.i && qor::string_to_long(c.text) == c.l &&
-                qor::string_to_double(c.text) == c.d)
-        << ::testing::PrintToString(c.text);
+  for (const auto& c : cases) {
+    EXPECT_EQ(qor::string_to_int(c.text), c.i) << c.text;
+    EXPECT_EQ(qor::string_to_long(c.text), c.l) << c.text;
+    EXPECT_EQ(qor::string_to_double(c.text), c.d) << c.text;
+  }
 }
 
 // `out` with each pair of bounds appended as signed bytes, so 0x80..0xFF come before 0x00..0x7F.
@@ -99,8 +106,8 @@ static std::string Expand(const std::string& pairs, std::string out) {
   return out;
 }
 
-// Ranges and count, and the pairs that must be appended after "pre" (0x80..0x7F: all 256 bytes);
-// string_builder_by_char gets the first pair of each row.
+// Ranges and count, and the pairs that string_builder_by_range (through string_builder_by_char)
+// must append after "pre" (0x80..0x7F: all 256 bytes); the size returned is the string's.
 TEST(Builders, Tables) {
   EXPECT_EQ(qor::stringarray_builder_by_token("a", "", "c", (const char*)nullptr),
             (std::vector<std::string>{"a", "", "c"}));
@@ -111,11 +118,9 @@ TEST(Builders, Tables) {
       {"\x7F\x80", 1, ""}, {"\xFE\x01", 1, "\xFE\x01"}, {"a\xE9", 1, ""}};
   // clang-format on
   for (const auto& c : cases) {
-    std::string out = "pre", by_char = "pre";
-    const int size = qor::string_builder_by_range(out, c.ranges, c.count),
-              char_size = qor::string_builder_by_char(by_char, c.ranges[0], c.ranges[1]);
-    EXPECT_TRUE(out == Expand(c.pairs, "pre") && size == int(out.size()) &&
-                char_size == int(by_char.size()) && by_char == Expand(c.ranges.substr(0, 2), "pre"))
-        << qor_test::Hex(c.ranges) << c.count;
+    std::string out = "pre";
+    const int size = qor::string_builder_by_range(out, c.ranges, c.count);
+    EXPECT_EQ(out, Expand(c.pairs, "pre")) << qor_test::Hex(c.ranges) << c.count;
+    EXPECT_EQ(size, int(out.size())) << qor_test::Hex(c.ranges) << c.count;
   }
 }
