@@ -23,6 +23,7 @@
 #include <string>
 
 #include "fuzz_util.h"
+#include "models/error_texts.h"
 #include "qor/qorstl.h"
 
 #if !defined(QORSTL_FUZZ_LOCALE_DIR)
@@ -34,8 +35,8 @@ namespace {
 using qor_fuzz::Check;
 
 const char* const kLocales[] = {"de_DE.UTF-8", "de_DE.ISO-8859-1", "qor_NO.SUCH-LOCALE"};
-const std::wstring kFromBytesError = L"wstring_convert: from_bytes error";
-const std::string kToBytesError = "wstring_convert: to_bytes error";
+using qor_test::kFromBytesError;
+using qor_test::kToBytesError;
 
 // The locales generated for the build, unless the caller points LOCPATH elsewhere.
 void FindLocales() {

@@ -11,6 +11,8 @@
 #include <sstream>
 #include <string>
 
+#include "models/error_texts.h"
+
 namespace qor_test {
 
 inline std::string Hex(const std::string& bytes) {
@@ -46,9 +48,6 @@ inline std::string RandomFrom(std::mt19937& rng, const std::string& alphabet,
   for (char& c : s) c = alphabet[rng() % alphabet.size()];
   return s;
 }
-
-const std::wstring kFromBytesError = L"wstring_convert: from_bytes error";
-const std::string kToBytesError = "wstring_convert: to_bytes error";
 
 }  // namespace qor_test
 

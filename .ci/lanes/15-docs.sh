@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The manual: Doxygen on the public header, warnings as errors, so that every entity of the header
-# is documented and every comment parses. Skipped when Doxygen is not installed.
+# The manual: Doxygen on the public header, warnings as errors (the docs preset), so that every
+# entity of the header is documented and every comment parses. Skipped when Doxygen is missing.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 if ! command -v doxygen >/dev/null 2>&1; then
@@ -8,7 +8,5 @@ if ! command -v doxygen >/dev/null 2>&1; then
   exit 0
 fi
 doxygen --version
-cmake -S . -B build-docs -DQORSTL_WERROR=ON -DQORSTL_BUILD_TESTS=OFF -DQORSTL_BUILD_EXAMPLES=OFF \
-  -DQORSTL_BUILD_TOOLS=OFF
-cmake --build build-docs --target docs
+cmake --workflow --preset docs
 echo "docs lane: passed, every entity of the header documented"

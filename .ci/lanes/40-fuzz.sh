@@ -1,16 +1,12 @@
 #!/usr/bin/env bash
-# Fuzz smoke: builds every fuzz/*_fuzz.cpp as a libFuzzer program (clang, static library, ASan and
-# UBSan, no benchmarks or tests) and fuzzes each for a while from its seed corpus. Fails on any
+# Fuzz smoke: builds every fuzz/*_fuzz.cpp as a libFuzzer program (the fuzz preset: clang, static
+# library, ASan and UBSan, no benchmarks or tests) and fuzzes each for a while from its seed corpus. Fails on any
 # crash, sanitizer report or broken property. FUZZ_SECONDS sets the time per target (default 30).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-jobs=2
 seconds=${FUZZ_SECONDS:-30}
 
-cmake -S . -B build-fuzz -G Ninja -DQORSTL_WERROR=ON -DCMAKE_C_COMPILER=clang \
-  -DCMAKE_CXX_COMPILER=clang++ -DBUILD_SHARED_LIBS=OFF -DQORSTL_BUILD_FUZZ=ON \
-  -DQORSTL_BUILD_BENCH=OFF -DQORSTL_BUILD_TESTS=OFF -DQORSTL_BUILD_EXAMPLES=OFF
-cmake --build build-fuzz -j"$jobs"
+cmake --workflow --preset fuzz
 
 # New inputs go to a scratch directory, so the checked-in seeds stay as they are; a crashing input
 # is kept in build-fuzz/crashes for the log.

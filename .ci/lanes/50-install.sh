@@ -1,62 +1,74 @@
 #!/usr/bin/env bash
-# Installs the library, shared and static, into a prefix chosen at install time, then builds and
-# runs a program against it through find_package(qorstl 0.2) and through pkg-config; moves the
-# installed tree and checks that qorstl.pc still points into it; checks that add_subdirectory()
-# leaves a parent project's cache alone.
+# Installs the library, shared and static (the install-shared and install-static presets), into a
+# prefix chosen at install time, then builds and runs a program against it through
+# find_package(qorstl 0.2) and through pkg-config, whose paths must be the prefix's own, normalised;
+# moves the installed tree and checks that `pkg-config --define-prefix` finds it there; checks that
+# the version file refuses other minor versions and that add_subdirectory() leaves a parent
+# project's cache alone.
 set -euo pipefail
+cd "$(dirname "$0")/../.."
 root=$(pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export CMAKE_BUILD_PARALLEL_LEVEL=2
 
-# pkg_consumer PREFIX NAME: builds tests/consumer/main.cpp with pkg-config's flags and runs it.
+# pkg_consumer PREFIX NAME [pkg-config options]: builds tests/consumer/main.cpp with pkg-config's
+# flags, which must name PREFIX/include and PREFIX/lib as they are, and runs it.
 pkg_consumer() {
-  local prefix=$1 pcdir
+  local prefix=$1 name=$2 pcdir flags
+  shift 2
   pcdir=$(dirname "$(find "$prefix" -name qorstl.pc)")
-  local includedir
-  includedir=$(PKG_CONFIG_PATH=$pcdir pkg-config --variable=includedir qorstl)
-  if [ "$(realpath "$includedir")" != "$(realpath "$prefix/include")" ]; then
-    echo "qorstl.pc gives includedir $includedir, not under $prefix" >&2
-    exit 1
-  fi
-  # shellcheck disable=SC2046
-  c++ -std=c++17 "$root/tests/consumer/main.cpp" -o "$work/$2" \
-    $(PKG_CONFIG_PATH=$pcdir pkg-config --cflags --libs qorstl)
-  LD_LIBRARY_PATH=$(dirname "$(find "$prefix" -name 'libqorstl.*' | head -n 1)") "$work/$2"
+  flags=$(PKG_CONFIG_PATH=$pcdir pkg-config "$@" --cflags --libs qorstl)
+  echo "  pkg-config $* --cflags --libs qorstl: $flags"
+  for want in "-I$prefix/include" "-L$prefix/lib"; do
+    if [[ " $flags " != *" $want "* ]]; then
+      echo "qorstl.pc does not give $want" >&2
+      exit 1
+    fi
+  done
+  # shellcheck disable=SC2086
+  c++ -std=c++17 "$root/tests/consumer/main.cpp" -o "$work/$name" $flags
+  LD_LIBRARY_PATH=$prefix/lib "$work/$name"
 }
 
-for shared in ON OFF; do
-  echo "---- BUILD_SHARED_LIBS=$shared"
-  cmake -S . -B "$work/lib-$shared" -DCMAKE_BUILD_TYPE=Release -DQORSTL_BUILD_TESTS=OFF \
-    -DQORSTL_BUILD_EXAMPLES=OFF -DBUILD_SHARED_LIBS=$shared >/dev/null
-  cmake --build "$work/lib-$shared" >/dev/null
-  prefix=$work/prefix-$shared
-  cmake --install "$work/lib-$shared" --prefix "$prefix" >/dev/null
-  grep -q '^prefix=${pcfiledir}/' "$(find "$prefix" -name qorstl.pc)"
+for kind in shared static; do
+  echo "---- $kind library"
+  cmake --workflow --preset "install-$kind" >/dev/null
+  prefix=$work/prefix-$kind
+  cmake --install "build-install-$kind" --prefix "$prefix/" >/dev/null
 
   echo "consumer: find_package(qorstl 0.2)"
-  cmake -S tests/consumer -B "$work/app-$shared" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-  cmake --build "$work/app-$shared" >/dev/null
-  "$work/app-$shared/consumer"
+  cmake -S tests/consumer -B "$work/app-$kind" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+  cmake --build "$work/app-$kind" >/dev/null
+  "$work/app-$kind/consumer"
   echo "consumer: pkg-config qorstl"
-  pkg_consumer "$prefix" "pc-$shared"
+  pkg_consumer "$prefix" "pc-$kind"
   echo "tool: $("$prefix/bin/qorstl" --version)"  # its run path finds the library
 
-  echo "consumer: pkg-config after the installed tree has moved"
+  echo "consumer: pkg-config --define-prefix after the installed tree has moved"
   mv "$prefix" "$prefix-moved"
-  pkg_consumer "$prefix-moved" "pc-moved-$shared"
+  pkg_consumer "$prefix-moved" "pc-moved-$kind" --define-prefix
 done
 
-echo "---- find_package(qorstl 9.0) is refused by the version file"
-mkdir "$work/too-new"
-printf 'cmake_minimum_required(VERSION 3.20)\nproject(p LANGUAGES CXX)\nfind_package(qorstl 9.0 CONFIG REQUIRED)\n' \
-  >"$work/too-new/CMakeLists.txt"
-if cmake -S "$work/too-new" -B "$work/too-new/build" -DCMAKE_PREFIX_PATH="$work/prefix-ON-moved" \
-  >"$work/too-new/log" 2>&1; then
-  echo "find_package(qorstl 9.0) was accepted" >&2
-  exit 1
-fi
-grep -q 'version' "$work/too-new/log"
+echo "---- the version file accepts 0.2 and refuses 0.1, 0.3 and 9.0"
+for version in 0.2 0.1 0.3 9.0; do
+  mkdir -p "$work/want-$version"
+  printf 'cmake_minimum_required(VERSION 3.20)\nproject(p LANGUAGES CXX)\nfind_package(qorstl %s CONFIG REQUIRED)\n' \
+    "$version" >"$work/want-$version/CMakeLists.txt"
+  if cmake -S "$work/want-$version" -B "$work/want-$version/build" \
+    -DCMAKE_PREFIX_PATH="$work/prefix-shared-moved" >"$work/want-$version/log" 2>&1; then
+    accepted=yes
+  else
+    accepted=no
+  fi
+  expected=no
+  [ "$version" = 0.2 ] && expected=yes
+  if [ "$accepted" != "$expected" ]; then
+    cat "$work/want-$version/log" >&2
+    echo "find_package(qorstl $version): accepted $accepted, expected $expected" >&2
+    exit 1
+  fi
+done
 
 echo "---- add_subdirectory() writes neither BUILD_SHARED_LIBS nor CMAKE_BUILD_TYPE to the parent's cache"
 mkdir "$work/parent"

@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
-# The benchmarks build in Release against every peer the machine has (timings are not checked
+# The benchmarks build in Release against every peer the machine has (the bench preset) (timings are not checked
 # here: speed is judged from benchmark runs side by side, never in CI).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQORSTL_WERROR=ON -DQORSTL_BUILD_BENCH=ON \
-  -DQORSTL_BUILD_TESTS=OFF -DQORSTL_BUILD_EXAMPLES=OFF -DQORSTL_BUILD_TOOLS=OFF
-cmake --build build-bench -j2
+cmake --workflow --preset bench
 ls build-bench/bench/*_bench

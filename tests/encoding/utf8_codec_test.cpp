@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "encoding/utf8_model.h"
+#include "models/utf8_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 

@@ -11,7 +11,7 @@
 
 #include "encoding/decode_kernels.h"
 #include "encoding/encode_kernels.h"
-#include "encoding/utf8_model.h"
+#include "models/utf8_model.h"
 #include "test_util.h"
 
 namespace {

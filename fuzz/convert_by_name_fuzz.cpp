@@ -6,12 +6,13 @@
 #include <cstring>
 #include <string>
 
+#include "models/error_texts.h"
 #include "qor/qorstl.h"
 
 namespace {
 
-const std::wstring kFromBytesError = L"wstring_convert: from_bytes error";
-const std::string kToBytesError = "wstring_convert: to_bytes error";
+using qor_test::kFromBytesError;
+using qor_test::kToBytesError;
 
 void Check(bool condition) {
   if (!condition) std::abort();
