@@ -39,18 +39,6 @@ TEST(Utf8FindInvalid, Edges) {
   }
 }
 
-// Model: the codec's rules are the strict decoder's (the 31-bit forms less four lead bytes and the
-// surrogates); the standard rules read only standard sequences.
-std::size_t ModelFindInvalid(const std::string& text, bool standard) {
-  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
-    std::uint32_t v = 0;
-    n = standard ? qor_test::StandardSequence(text, i, v) : qor_test::Sequence(text, i, v);
-    if (!standard && (qor_test::StrictlyRefused(text, i) || qor_test::Surrogate(v))) n = 0;
-    if (n == 0) return i;
-  }
-  return npos;
-}
-
 TEST(Utf8FindInvalid, MatchesModelOnRandomBytes) {
   // Leads of every length, edge second bytes and ASCII, so that valid runs are long enough for a
   // fault to appear after them.
@@ -62,7 +50,8 @@ TEST(Utf8FindInvalid, MatchesModelOnRandomBytes) {
   for (int i = 0; i < 200000; ++i) {
     const std::string text = qor_test::RandomFrom(rng, alphabet, 12);
     for (bool standard : {true, false}) {
-      ASSERT_EQ(qor::string_utf8_find_invalid(text, standard), ModelFindInvalid(text, standard))
+      ASSERT_EQ(qor::string_utf8_find_invalid(text, standard),
+                qor_test::ModelFindInvalid(text, standard))
           << qor_test::Hex(text) << (standard ? " standard" : " codec");
     }
   }
