@@ -5,6 +5,7 @@
 
 #include "encoding/decode_kernels.h"
 #include "encoding/utf8_rules.h"
+#include "encoding/validate_kernels.h"
 #include "qor/qorstl.h"
 
 namespace {
@@ -50,6 +51,17 @@ bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std:
   return ascii != n && HasUtf8Layout(p + ascii, n - ascii, kernels);
 }
 
+// Standard UTF-8 has the layout, so a text the validation kernel passes whole needs only a high
+// byte; any other text takes the layout test.
+bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels& decode,
+                    const unsigned char* p, std::size_t n) {
+  bool high = false;
+  const std::size_t valid =
+      n < kShortText ? ShortStandardPrefix(p, n, high) : validate.standard_prefix(p, n, high);
+  if (valid == n) return high;
+  return IsUtf8StringWith(decode, p, n);
+}
+
 }  // namespace internal
 }  // namespace qor
 
@@ -68,7 +80,8 @@ bool string_is_ascii_string(const std::string& text) {
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  return internal::IsUtf8StringWith(internal::BestDecodeKernels(), Bytes(text), text.size());
+  return internal::IsUtf8TextWith(internal::BestValidateKernels(), internal::BestDecodeKernels(),
+                                  Bytes(text), text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

@@ -88,6 +88,22 @@ std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
   return count;
 }
 
+// Whether the n bytes at p, 8 <= n <= 64, are all 01..7F, a word at a time (the last word
+// overlapping). A zero byte or a high byte flags its word; a zero byte's borrow may flag the next
+// byte as well, which only sends the text to the loop.
+bool ShortAsciiText(const unsigned char* p, std::size_t n) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101ull, kHigh = 0x8080808080808080ull;
+  std::uint64_t flagged = 0;
+  const auto add = [&](std::size_t at) {
+    std::uint64_t word;
+    std::memcpy(&word, p + at, sizeof word);
+    flagged |= word | (word - kOnes);
+  };
+  for (std::size_t i = 0; i + 8 < n; i += 8) add(i);
+  add(n - 8);
+  return (flagged & kHigh) == 0;
+}
+
 template <bool kFill, bool kLenient>
 std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, std::size_t src_len,
                          wchar_t* out, std::size_t dst_cap, bool drop_bom) {
@@ -108,6 +124,18 @@ std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
   const auto* p = reinterpret_cast<const unsigned char*>(src);
+  // A short ASCII text, each byte its own element in every mode, without a kernel's call or the
+  // loop's per-byte tests. Elements are written up to the capacity, as the loop would.
+  if (src_len >= 8 && src_len <= 64 && ShortAsciiText(p, src_len)) {
+    if (dst == nullptr) return src_len;
+    const std::size_t fill = src_len <= dst_cap ? src_len : dst_cap;
+    std::size_t i = 0;
+    for (; i + 8 <= fill; i += 8) {
+      for (std::size_t k = 0; k < 8; ++k) dst[i + k] = static_cast<wchar_t>(p[i + k]);
+    }
+    for (; i < fill; ++i) dst[i] = static_cast<wchar_t>(p[i]);
+    return src_len <= dst_cap ? src_len : 0;
+  }
   if (dst == nullptr) {
     return lenient ? DecodeOfKind<false, true>(kernels, p, src_len, nullptr, 0, drop_bom)
                    : DecodeOfKind<false, false>(kernels, p, src_len, nullptr, 0, drop_bom);
@@ -125,6 +153,15 @@ extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar
 }
 
 std::wstring utf8_to_wchar(const std::string& text) {
+  // A short text is decoded once, into a buffer with room for one element a byte: what the
+  // filling call would write, so a result of 0 is a failure or an empty text either way.
+  constexpr std::size_t kOnePass = 256;
+  if (text.size() <= kOnePass) {
+    wchar_t buffer[kOnePass];
+    const std::size_t written =
+        Utf8ToWcharWith(BestDecodeKernels(), text.data(), text.size(), buffer, kOnePass, 0);
+    return std::wstring(buffer, written);
+  }
   const std::size_t measured = utf8_to_wchar(text.data(), text.size(), nullptr, 0, 0);
   if (measured == 0) return std::wstring();
   std::wstring result(measured, L'\0');

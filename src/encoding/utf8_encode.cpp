@@ -49,6 +49,15 @@ std::size_t WideToUtf8With(const EncodeKernels& kernels, const wchar_t* src, std
 }
 
 std::string WideStringToUtf8With(const EncodeKernels& kernels, const std::wstring& text) {
+  // A short text is encoded once, into a buffer with room for six bytes an element, the longest
+  // form: a result of 0 is then a failure or an empty text, as with the two passes.
+  constexpr std::size_t kOnePass = 170;
+  if (text.size() <= kOnePass) {
+    char buffer[6 * kOnePass];
+    const std::size_t written =
+        WideToUtf8With(kernels, text.data(), text.size(), buffer, sizeof buffer, 0);
+    return std::string(buffer, written);
+  }
   const std::size_t measured = WideToUtf8With(kernels, text.data(), text.size(), nullptr, 0, 0);
   if (measured == 0) return std::string();
   std::string result(measured, '\0');

@@ -130,4 +130,40 @@ TEST(CodecOverloads, TurnEveryFailureIntoAnEmptyResultAndRoundTripRealText) {
   }
 }
 
+// The overloads against their two calls written out (measure, size, fill, empty on 0), at every
+// length up to past the point where short texts take one pass, on text whose elements take one to
+// six bytes, with a fault (a malformed byte, a surrogate, a refused value) at the end.
+TEST(CodecOverloads, GiveWhatTheirTwoCallsGiveAtEveryLength) {
+  const auto two_calls_decode = [](const std::string& s) {
+    const std::size_t n = utf8_to_wchar(s.data(), s.size(), nullptr, 0, 0);
+    std::wstring out(n, L'\0');
+    return n != 0 && utf8_to_wchar(s.data(), s.size(), &out[0], n, 0) != 0 ? out : L"";
+  };
+  const auto two_calls_encode = [](const std::wstring& w) {
+    const std::size_t n = wchar_to_utf8(w.data(), w.size(), nullptr, 0, 0);
+    std::string out(n, '\0');
+    return n != 0 && wchar_to_utf8(w.data(), w.size(), &out[0], n, 0) != 0 ? out : "";
+  };
+  const std::uint32_t values[] = {'a', 'b', 0xE9, 0x4E2D, 0x1F600, 0x7FFFFFFF, 'c', 'd', 0xFEFF};
+  std::wstring wide;
+  std::string bytes;
+  for (std::size_t length = 0; length <= 300; ++length) {
+    for (const std::string& fault :
+         {std::string(), std::string("\xC3"), std::string("\xED\xA0\x80")}) {
+      const std::string s = bytes + fault;
+      ASSERT_EQ(utf8_to_wchar(s), two_calls_decode(s)) << qor_test::Hex(s);
+    }
+    for (std::uint32_t fault : {0u, 0xD800u, 0x80000000u}) {
+      const std::wstring w = fault != 0 ? wide + wchar_t(fault) : wide;
+      ASSERT_EQ(wchar_to_utf8(w), two_calls_encode(w)) << qor_test::Hex(w);
+    }
+    const std::uint32_t next = values[length % 9];
+    wide += static_cast<wchar_t>(next);
+    bytes += length % 3 == 0 ? std::string(1, 'x') : qor_test::Form(next);
+    // Texts of the longest form only, whose bytes reach six times their length.
+    const std::wstring longest(length, wchar_t(0x7FFFFFFF));
+    ASSERT_EQ(wchar_to_utf8(longest), two_calls_encode(longest)) << length;
+  }
+}
+
 }  // namespace

@@ -164,6 +164,24 @@ TEST(DecodeKernels, MatchTheRulesOnEveryPairOfBytesInABlock) {
   }
 }
 
+// Short texts of ASCII with an odd byte at every place: what takes the short paths, and what
+// must leave them.
+TEST(DecodeKernels, MatchTheRulesOnShortTextsWithAnOddByteAtEveryPlace) {
+  const std::string odd("\x00\x7F\x80\xC3\xFF", 5);
+  for (std::size_t size = 0; size <= 70; ++size) {
+    std::string text(size, 'x');
+    for (std::size_t i = 0; i < size; ++i) text[i] = static_cast<char>('a' + i % 26);
+    CheckDecoding(text, true, 8);
+    for (std::size_t at = 0; at < size; ++at) {
+      for (char b : odd) {
+        std::string s = text;
+        s[at] = b;
+        CheckDecoding(s, at % 8 == 0 || at + 1 == size, 8);
+      }
+    }
+  }
+}
+
 // Random elements: runs of one script with other values mixed in at a random rate.
 std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
   const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0x1F300};  // 127 values from each

@@ -75,6 +75,19 @@ inline std::pair<std::size_t, Units> ModelDecode(const std::string& s, int flags
   return {count, stored};
 }
 
+// Where the first malformed sequence of `text` begins, or npos. The codec's rules are the strict
+// decoder's (the 31-bit forms less four lead bytes and the surrogates); the standard rules read
+// only standard sequences.
+inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
+  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
+    std::uint32_t v = 0;
+    n = standard ? StandardSequence(text, i, v) : Sequence(text, i, v);
+    if (!standard && (StrictlyRefused(text, i) || Surrogate(v))) n = 0;
+    if (n == 0) return i;
+  }
+  return std::string::npos;
+}
+
 // The one- to six-byte form of c: six value bits in each continuation byte, from the last, until
 // the rest fits the lead, which for n bytes has n one bits, a zero and 7 - n value bits.
 inline std::string Form(std::uint32_t c) {

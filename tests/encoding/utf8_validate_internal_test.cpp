@@ -1,0 +1,153 @@
+// The standard UTF-8 checks of every level this CPU runs, through string_utf8_find_invalid and
+// string_is_utf8_string, against models of the rules: short texts at every alignment, texts around
+// each block width with a fault at every place, and random bytes.
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "encoding/utf8_model.h"
+#include "encoding/validate_kernels.h"
+#include "test_util.h"
+
+namespace {
+
+using namespace qor::internal;
+
+constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512};
+
+// The 31-bit layout by bit patterns (every lead followed by the continuations its one bits
+// announce, none cut short), with at least one byte of 0x80 or above.
+bool ModelIsUtf8(const std::string& text) {
+  int expected = 0;
+  bool high = false;
+  for (unsigned char b : text) {
+    high = high || b >= 0x80;
+    if (expected > 0) {
+      if ((b & 0xC0) != 0x80) return false;
+      --expected;
+    } else if (b >= 0x80) {
+      int ones = 0;
+      while (ones < 8 && (b & (0x80 >> ones)) != 0) ++ones;
+      if (ones == 1 || ones >= 7) return false;
+      expected = ones - 1;
+    }
+  }
+  return expected == 0 && high;
+}
+
+// Every level on `text`, placed `offset` bytes into a heap buffer that ends where it ends (so that
+// AddressSanitizer sees a read past it). Stops the test at the first failure, printing the text.
+void CheckText(const std::string& text, std::size_t offset = 0) {
+  if (testing::Test::HasFailure()) return;
+  SCOPED_TRACE(qor_test::Hex(text) + " at offset " + std::to_string(offset));
+  std::vector<unsigned char> buffer(offset + text.size());
+  std::copy(text.begin(), text.end(), buffer.begin() + static_cast<std::ptrdiff_t>(offset));
+  const unsigned char* p = buffer.data() + offset;
+  const std::size_t standard = qor_test::ModelFindInvalid(text, true);
+  const std::size_t codec = qor_test::ModelFindInvalid(text, false);
+  const bool utf8 = ModelIsUtf8(text);
+  for (Isa isa : kLevels) {
+    const ValidateKernels* k = ValidateKernelsFor(isa);
+    if (k == nullptr) continue;
+    SCOPED_TRACE(IsaName(isa));
+    bool high = false;
+    const std::size_t prefix = k->standard_prefix(p, text.size(), high);
+    if (standard == std::string::npos) {
+      EXPECT_EQ(prefix, text.size());
+      EXPECT_EQ(high, utf8);
+    } else {
+      // Before the fault, at the end of a sequence, and at most a block and a sequence before it.
+      EXPECT_LE(prefix, standard);
+      EXPECT_EQ(qor_test::ModelFindInvalid(text.substr(0, prefix), true), std::string::npos);
+      EXPECT_LE(standard - prefix, 64u + 3u);
+    }
+    EXPECT_EQ(FindInvalidWith(*k, p, text.size(), true), standard);
+    EXPECT_EQ(FindInvalidWith(*k, p, text.size(), false), codec);
+    EXPECT_EQ(IsUtf8TextWith(*k, *DecodeKernelsFor(isa), p, text.size()), utf8);
+  }
+}
+
+// Text of one- to four-byte sequences, so that every kind of sequence meets every block edge.
+std::string MixedText(std::size_t size) {
+  std::string text;
+  while (text.size() < size + 10)
+    text +=
+        "ab\xD0\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80"
+        "c";
+  return text.substr(0, size);  // may end inside a sequence
+}
+
+// clang-format off
+const std::string kFaults[] = {
+    "\x80", "\xFF", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+    "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x88\x80\x80\x80", "\xC3", "\xE2\x82", "\xF0\x9F\x98",
+    "\xC3\x41", std::string(1, '\0'),
+};
+// clang-format on
+
+TEST(ValidateKernels, MatchTheRulesOnShortTextsAtEveryAlignment) {
+  for (std::size_t size = 0; size <= 70; ++size) {
+    for (std::size_t offset = 0; offset < 64; ++offset) {
+      CheckText(std::string(size, 'x'), offset);
+      CheckText(MixedText(size), offset);
+      if (size > 0 && offset % 7 == 0) {
+        CheckText(MixedText(size - 1) + kFaults[(size + offset) % 15], offset);
+      }
+    }
+  }
+}
+
+// Lengths just below, at and above each block width, with a fault at every place, sequences that
+// run across each block edge, and texts cut inside a sequence.
+TEST(ValidateKernels, MatchTheRulesAroundEveryBlockWidth) {
+  for (std::size_t width : {16u, 32u, 64u, 128u}) {
+    for (std::size_t size = width - 3; size <= width + 3; ++size) {
+      for (const std::string& base : {std::string(size, 'x'), MixedText(size)}) {
+        CheckText(base);
+        for (std::size_t at = 0; at < size; ++at) {
+          for (const std::string& fault : kFaults) {
+            std::string text = base;
+            CheckText(text.replace(at, std::min(fault.size(), size - at), fault));
+          }
+        }
+      }
+      for (std::size_t ascii = size - 4; ascii <= size; ++ascii) {
+        CheckText(std::string(ascii, 'x') + "\xF0\x9F\x98\x80\xE4\xB8\xAD");
+        CheckText(std::string(ascii, 'x') + "\xE4\xB8\xAD" + std::string(width, 'y'));
+      }
+    }
+  }
+}
+
+TEST(ValidateKernels, MatchTheRulesOnRandomBytes) {
+  // Mostly well-formed sequences, so that faults come after long valid runs.
+  const std::string pieces[] = {"a",
+                                "\x7F",
+                                "\xC2\x80",
+                                "\xDF\xBF",
+                                "\xE0\xA0\x80",
+                                "\xED\x9F\xBF",
+                                "\xEF\xBF\xBF",
+                                "\xF0\x90\x80\x80",
+                                "\xF4\x8F\xBF\xBF"};
+  const std::string bytes("\x00\x80\xBF\xC0\xC1\xC2\xE0\xED\xF0\xF4\xF5\xF8\xFE\xFF", 14);
+  std::mt19937 rng(2026);
+  for (int round = 0; round < 20000; ++round) {
+    std::string text;
+    const std::size_t length = rng() % 160;
+    const unsigned fault_one_in = round % 2 == 0 ? 400 : 30;
+    while (text.size() < length) {
+      if (rng() % fault_one_in == 0) {
+        text += bytes[rng() % bytes.size()];
+      } else {
+        text += pieces[rng() % 9];
+      }
+    }
+    CheckText(text, rng() % 64);
+  }
+}
+
+}  // namespace
