@@ -160,7 +160,10 @@ std::size_t EncodeAvx2(const wchar_t* p, std::size_t n, unsigned char* out, std:
   std::size_t w = 0;
   // [i, checked) is known plain. A mixed block is encoded only when 16 plain elements follow it,
   // whose at least 16 bytes cover what its stores wrote past its own bytes; the last elements of
-  // a run go to the scalar rule.
+  // a run go to the scalar rule. Its stores reach at most 32 bytes past out + w, and the room for
+  // 3 more bytes lets the sequence that covers their last byte fit too: the elements after the
+  // block are then written at least that far, so no garbage stays behind a sequence that does
+  // not fit.
   std::size_t checked = 0;
   bool ascii_text = true;  // try 32 at a time again after a block of ASCII
   for (;;) {
@@ -174,7 +177,7 @@ std::size_t EncodeAvx2(const wchar_t* p, std::size_t n, unsigned char* out, std:
       ascii_text = false;
     }
     while (checked - i < 24 && n - checked >= 8 && BlockPlain(Load(p + checked), r)) checked += 8;
-    if (checked - i < 24 || room - w < 32) break;
+    if (checked - i < 24 || room - w < 35) break;
     const std::size_t len = EightToUtf8(Load(p + i), out + w);
     ascii_text = len == 8;
     w += len;

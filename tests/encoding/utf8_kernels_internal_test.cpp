@@ -83,44 +83,46 @@ void CheckDecodeKernel(const DecodeKernels& k, const std::string& s, bool expect
   }
 }
 
-// The codec with kernel k against the model: measuring, then filling with the measured capacity,
-// one less and one more. The buffer must equal the portable level's everywhere (a value the rules
-// withdraw stays stored behind the result), and the element past the capacity keeps its guard.
-void CheckDecoder(const DecodeKernels& k, const std::string& s, bool terminated, bool thorough) {
+// The codec with kernel k against the model: measuring, then filling with every capacity from
+// `spread` below the measured count to half as far past it, the whole buffer checked against the
+// model's image of it.
+void CheckDecoder(const DecodeKernels& k, const std::string& s, bool terminated,
+                  std::size_t spread) {
   const std::vector<char> in(s.c_str(), s.c_str() + s.size() + terminated);  // with its zero byte
   const std::size_t len = terminated ? 0 : s.size();
   for (int flags = 0; flags < 4; ++flags) {
     SCOPED_TRACE("flags " + std::to_string(flags) + (terminated ? " zero-terminated" : ""));
     const std::size_t measured = qor_test::ModelDecode(s, flags, 0).first;
     ASSERT_EQ(Utf8ToWcharWith(k, in.data(), len, nullptr, 0, flags), measured);
-    for (std::size_t cap : {measured, measured - 1, measured + 1}) {
-      if (cap == 0 || cap == std::size_t(-1) || (!thorough && cap != measured)) continue;
+    std::vector<wchar_t> out(measured + spread + 8);
+    for (std::size_t cap = measured > spread ? measured - spread : 1;
+         cap <= measured + (spread + 1) / 2; ++cap) {
+      std::fill(out.begin(), out.end(), kGuard);
       const auto model = qor_test::ModelDecode(s, flags, cap);
-      std::vector<wchar_t> out(cap + 1, kGuard), portable(cap + 1, kGuard);
       ASSERT_EQ(Utf8ToWcharWith(k, in.data(), len, out.data(), cap, flags), model.first) << cap;
-      Utf8ToWcharWith(*DecodeKernelsFor(Isa::kScalar), in.data(), len, portable.data(), cap, flags);
-      ASSERT_EQ(Units(out.data(), out.data() + model.first), model.second) << "capacity " << cap;
-      ASSERT_EQ(out, portable) << "capacity " << cap;
-      ASSERT_EQ(out[cap], kGuard) << "capacity " << cap;
+      Units image = model.second;
+      image.resize(out.size(), std::uint32_t(kGuard));
+      ASSERT_EQ(Units(out.begin(), out.end()), image) << "capacity " << cap;
     }
   }
 }
 
 // All decoding checks on every level; stops the test at the first input that fails, printing it.
 // Without `thorough`, the kernels are not called directly and the codec only with the counted
-// capacity.
-void CheckDecoding(const std::string& s, bool thorough = true) {
+// capacity; with it, capacities from `spread` below the count.
+void CheckDecoding(const std::string& s, bool thorough = true, std::size_t spread = 1) {
   if (testing::Test::HasFailure()) return;
   SCOPED_TRACE(qor_test::Hex(s));
   Units all;
   const bool plain = Settled(s, s.size(), 0, all);
+  if (!thorough) spread = 0;
   for (Isa isa : kLevels) {
     const DecodeKernels* k = DecodeKernelsFor(isa);
     if (k == nullptr) continue;
     SCOPED_TRACE(IsaName(isa));
     if (thorough) CheckDecodeKernel(*k, s, plain && isa >= Isa::kAvx2);
-    if (!s.empty()) CheckDecoder(*k, s, false, thorough);  // a zero length means zero-terminated
-    if (thorough && s.find('\0') == std::string::npos) CheckDecoder(*k, s, true, thorough);
+    if (!s.empty()) CheckDecoder(*k, s, false, spread);  // a zero length means zero-terminated
+    if (thorough && s.find('\0') == std::string::npos) CheckDecoder(*k, s, true, spread);
   }
 }
 
@@ -191,43 +193,74 @@ TEST(DecodeKernels, MatchTheRulesOnRandomBytes) {
       s += std::uint32_t(e) < 0x80000000u ? Form(std::uint32_t(e)) : "";
       if (rng() % 16 == 0) s += picks[rng() % picks.size()];
     }
-    CheckDecoding(s);
+    CheckDecoding(s, true, 40);
   }
 }
 
-// The codec through kernel k: measuring and filling calls, every mode, capacities around the
-// measured count, a guard region after the capacity, bounded and zero-terminated input.
-void CheckEncoder(const EncodeKernels& k, const std::wstring& in) {
+// What the encoding rules write, element by element: the forms of the elements before the first
+// zero, up to a refused element in strict mode (`complete` false then), and where each form ends.
+// A filling call with capacity `cap` writes the forms that fit, stops at the first that does not
+// and leaves every other byte of the buffer as it was.
+struct ModelForms {
+  std::string bytes;
+  std::vector<std::size_t> ends;
+  bool complete = true;
+  // The bytes written with capacity cap, and whether the call succeeds.
+  std::size_t Fitting(std::size_t cap) const {
+    std::size_t fit = 0;
+    for (std::size_t end : ends) fit = end <= cap ? end : fit;
+    return fit;
+  }
+};
+
+ModelForms EncodeModel(const std::wstring& in, int flags) {
+  ModelForms m;
+  for (std::size_t i = 0; i < in.size() && in[i] != 0; ++i) {
+    const auto c = static_cast<std::uint32_t>(in[i]);
+    if (qor_test::Surrogate(c) || c >= 0x80000000u) {
+      m.complete = (flags & UTF8_SKIP_INVALID) != 0;
+      if (!m.complete) break;
+      continue;
+    }
+    if (c == 0xFEFF && (flags & UTF8_DROP_BOM)) continue;
+    m.bytes += Form(c);
+    m.ends.push_back(m.bytes.size());
+  }
+  return m;
+}
+
+// The codec through kernel k: measuring and filling calls, every mode, bounded and zero-terminated
+// input; filling with every capacity from well below the answer to past it (every one with
+// `thorough`, else those next to it), the whole buffer checked against its image before the call.
+void CheckEncoder(const EncodeKernels& k, const std::wstring& in, bool thorough) {
+  constexpr char kFill = '\xA5';
   for (int flags = 0; flags < 4; ++flags) {
     SCOPED_TRACE("flags " + std::to_string(flags));
-    std::string expected;  // the forms of the elements before a zero
-    bool ok = true;
-    for (std::size_t i = 0; i < in.size() && in[i] != 0; ++i) {
-      const auto c = static_cast<std::uint32_t>(in[i]);
-      const bool refused = qor_test::Surrogate(c) || c >= 0x80000000u;
-      ok = ok && (!refused || (flags & UTF8_SKIP_INVALID));
-      if (!refused && !(c == 0xFEFF && (flags & UTF8_DROP_BOM))) expected += Form(c);
-    }
-    const std::size_t want = ok ? expected.size() : 0;
+    const ModelForms model = EncodeModel(in, flags);
+    const std::size_t want = model.complete ? model.bytes.size() : 0;
     EXPECT_EQ(WideToUtf8With(k, in.data(), in.size(), nullptr, 0, flags), want);
     EXPECT_EQ(WideToUtf8With(k, (in + L'\0').data(), 0, nullptr, 0, flags), want)
         << "zero-terminated";
-    for (std::size_t cap : {want, want + 1, want - 1, want + 33}) {
-      if (cap > want + 33) continue;
-      std::string buffer(cap + 40, '\xA5');
+    const std::size_t forms = model.bytes.size();
+    std::string buffer(forms + 100, kFill);
+    for (std::size_t cap = forms > 80 ? forms - 80 : 0; cap <= forms + 33; ++cap) {
+      if (!thorough && cap + 2 < forms) cap = forms - 2;
+      if (!thorough && cap > forms + 2) cap = forms + 33;
+      std::fill(buffer.begin(), buffer.end(), kFill);
+      const std::size_t fit = cap != 0 ? model.Fitting(cap) : 0;
       const std::size_t got = WideToUtf8With(k, in.data(), in.size(), &buffer[0], cap, flags);
-      ASSERT_EQ(got, cap >= want ? want : 0) << "cap " << cap;
-      // Past the result nothing changes; after a failure, nothing past the capacity.
-      const std::size_t clean = got != 0 ? got : cap;
-      EXPECT_EQ(buffer.substr(0, got), expected.substr(0, got)) << "cap " << cap;
-      EXPECT_EQ(buffer.substr(clean), std::string(buffer.size() - clean, '\xA5')) << "cap " << cap;
+      ASSERT_EQ(got, fit == want ? want : 0) << "cap " << cap;
+      std::string image = model.bytes.substr(0, fit);
+      image.resize(buffer.size(), kFill);
+      ASSERT_TRUE(buffer == image) << "cap " << cap << "\n  got      " << qor_test::Hex(buffer)
+                                   << "\n  expected " << qor_test::Hex(image);
     }
   }
 }
 
 // The kernels of each level through the codec, and under the rule of to_utf8 ("?" for values
 // above 0xFFFF, surrogates kept). Stops at the first input that fails, printing it.
-void CheckEncoding(const std::wstring& in) {
+void CheckEncoding(const std::wstring& in, bool thorough = true) {
   if (testing::Test::HasFailure()) return;
   SCOPED_TRACE(qor_test::Hex(in));
   std::string bmp;
@@ -236,7 +269,7 @@ void CheckEncoding(const std::wstring& in) {
     const EncodeKernels* k = EncodeKernelsFor(isa);
     if (k == nullptr) continue;
     SCOPED_TRACE(IsaName(isa));
-    CheckEncoder(*k, in);
+    CheckEncoder(*k, in, thorough);
     EXPECT_EQ(BmpUnitsToUtf8With(*k, in), bmp);
   }
 }
@@ -246,6 +279,14 @@ TEST(EncodeKernels, MatchTheRulesOnRandomElements) {
   for (int round = 0; round < 1500; ++round) {
     CheckEncoding(RandomElements(rng, round % 2 == 0 ? 20 : 150));
   }
+}
+
+// Where a sequence does not fit, the call fails before writing any of its bytes, also when the
+// elements before it were encoded a block at a time.
+TEST(EncodeKernels, WriteNoPartOfASequenceThatDoesNotFit) {
+  const std::wstring four(4, wchar_t(0x1F600)), two(2, wchar_t(0x1F600));
+  CheckEncoding(four + L'A' + two + L'A' + two + std::wstring(14, L'A'));
+  CheckEncoding(std::wstring(8, wchar_t(0x4E2D)) + std::wstring(8, wchar_t(0x1F600)));
 }
 
 // Runs of one script (the block paths of ASCII and of two-byte forms included), and of all four
@@ -262,7 +303,7 @@ TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
       for (std::size_t offset = 0; offset < base.size(); ++offset) {
         std::wstring in = base;
         in[offset] = static_cast<wchar_t>(bad);
-        CheckEncoding(in);
+        CheckEncoding(in, offset % 8 == 0 || offset % 16 >= 13);  // every capacity at block edges
       }
     }
   }

@@ -48,25 +48,31 @@ inline bool StrictlyRefused(const std::string& s, std::size_t i) {
   return b == 0xC0 || b == 0xC1 || b == 0xF5;
 }
 
-// The decoding rules written out plainly: the call's result, and the units it wrote. `cap` 0
-// measures. A zero byte in `s` ends the text.
+// The decoding rules written out plainly: the call's result, and what it stored, from the start of
+// the buffer (a withdrawn value stays stored until the next one takes its place, also after the
+// result's end or after a failure). `cap` 0 measures. A zero byte in `s` ends the text.
 inline std::pair<std::size_t, Units> ModelDecode(const std::string& s, int flags, std::size_t cap) {
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
-  std::pair<std::size_t, Units> r{0, {}};
+  std::size_t count = 0;
+  Units stored;
   for (std::size_t i = 0; i < s.size() && s[i] != '\0';) {
     std::uint32_t v = 0;
     const std::size_t n = Sequence(s, i, v);
-    if (!lenient && (n == 0 || StrictlyRefused(s, i))) return {0, {}};
+    if (!lenient && (n == 0 || StrictlyRefused(s, i))) return {0, stored};
     i += n == 0 ? 1 : n;
     if (n == 0) continue;
-    ++r.first;
-    if (cap == 0) continue;  // measuring counts surrogates and U+FEFF like any value
-    if (r.second.size() == cap || (Surrogate(v) && !lenient)) return {0, {}};
-    const bool dropped = Surrogate(v) || (v == 0xFEFF && (flags & UTF8_DROP_BOM));
-    if (dropped) --r.first;  // withdrawn: the next value takes its place
-    if (!dropped) r.second.push_back(v);
+    if (cap == 0) {  // measuring counts surrogates and U+FEFF like any value
+      ++count;
+      continue;
+    }
+    if (count == cap) return {0, stored};
+    stored.resize(count);
+    stored.push_back(v);
+    if (Surrogate(v) && !lenient) return {0, stored};
+    const bool withdrawn = Surrogate(v) || (v == 0xFEFF && (flags & UTF8_DROP_BOM));
+    if (!withdrawn) ++count;
   }
-  return r;
+  return {count, stored};
 }
 
 // The one- to six-byte form of c: six value bits in each continuation byte, from the last, until
