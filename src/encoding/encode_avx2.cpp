@@ -213,6 +213,49 @@ inline void EightThreeByteToUtf8(__m256i v, unsigned char* out) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm256_extracti128_si256(packed, 1));
 }
 
+// Bit k of a byte moved to bit 2k: two bits a lane for the index of kPack.
+struct Spread {
+  std::uint16_t of[256];
+  constexpr Spread() : of() {
+    for (unsigned m = 0; m < 256; ++m) {
+      for (unsigned k = 0; k < 8; ++k)
+        of[m] = static_cast<std::uint16_t>(of[m] | ((m >> k) & 1u) << (2 * k));
+    }
+  }
+};
+constexpr Spread kSpread;
+
+// The eight plain elements in v (all up to FFFF) to their one- to three-byte forms at out; returns
+// the bytes. Stores 16 bytes per half, so up to 12 bytes past the result are overwritten.
+inline std::size_t EightBmpToUtf8(__m256i v, unsigned char* out) {
+  const __m256i multi = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7F));
+  const __m256i three = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7FF));
+  const __m256i two_forms = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi32(v, 6),
+                      _mm256_slli_epi32(_mm256_and_si256(v, _mm256_set1_epi32(0x3F)), 8)),
+      _mm256_set1_epi32(0x80C0));
+  const __m256i three_forms = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi32(v, 12),
+                      _mm256_and_si256(_mm256_slli_epi32(v, 2), _mm256_set1_epi32(0x3F00))),
+      _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 16), _mm256_set1_epi32(0x3F0000)),
+                      _mm256_set1_epi32(0x8080E0)));
+  const __m256i forms =
+      _mm256_blendv_epi8(_mm256_blendv_epi8(v, two_forms, multi), three_forms, three);
+  const unsigned index = kSpread.of[_mm256_movemask_ps(_mm256_castsi256_ps(multi))] +
+                         kSpread.of[_mm256_movemask_ps(_mm256_castsi256_ps(three))];
+  const unsigned low = index & 0xFFu;
+  const unsigned high = index >> 8;
+  _mm_storeu_si128(
+      reinterpret_cast<__m128i*>(out),
+      _mm_shuffle_epi8(_mm256_castsi256_si128(forms),
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[low]))));
+  _mm_storeu_si128(
+      reinterpret_cast<__m128i*>(out + kPack.length[low]),
+      _mm_shuffle_epi8(_mm256_extracti128_si256(forms, 1),
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[high]))));
+  return std::size_t{kPack.length[low]} + kPack.length[high];
+}
+
 // Sixteen elements and what the encoder needs to know of them: their largest and smallest value.
 struct Block {
   __m256i a, b, largest, least;
@@ -250,6 +293,10 @@ inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
     EightThreeByteToUtf8(block.a, out);
     EightThreeByteToUtf8(block.b, out + 24);
     return 48;
+  }
+  if (block.Below(0x10000)) {
+    const std::size_t len = EightBmpToUtf8(block.a, out);
+    return len + EightBmpToUtf8(block.b, out + len);
   }
   const std::size_t len = EightToUtf8(block.a, out);
   return len + EightToUtf8(block.b, out + len);
