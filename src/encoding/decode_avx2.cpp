@@ -56,6 +56,14 @@ unsigned BlockEnd(const unsigned char* p, std::uint32_t starts) {
 
 std::size_t Avx2AsciiPrefix(const unsigned char* p, std::size_t n) {
   std::size_t i = 0;
+  // 128 bytes a test while they are all ASCII, then 32 to find the block that is not.
+  for (; n - i >= 128; i += 128) {
+    const auto* v = reinterpret_cast<const __m256i*>(p + i);
+    const __m256i any =
+        _mm256_or_si256(_mm256_or_si256(_mm256_loadu_si256(v), _mm256_loadu_si256(v + 1)),
+                        _mm256_or_si256(_mm256_loadu_si256(v + 2), _mm256_loadu_si256(v + 3)));
+    if (_mm256_movemask_epi8(any) != 0) break;
+  }
   for (; n - i >= 32; i += 32) {
     const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
     if (_mm256_movemask_epi8(v) != 0) break;
@@ -86,6 +94,20 @@ std::size_t Avx2ValidPrefix(const unsigned char* p, std::size_t n) {
     if (_mm256_movemask_epi8(v) == 0) {
       const __m256i open = _mm256_cmpeq_epi8(_mm256_max_epu8(prev, open_floor), prev);
       if (_mm256_movemask_epi8(open) != 0) break;
+      // Then the ASCII that follows, 128 bytes a test; the block before i stays in prev.
+      const std::size_t run = i + 32;
+      while (n - i >= 32 + 128) {
+        const auto* next = reinterpret_cast<const __m256i*>(p + i + 32);
+        const __m256i any = _mm256_or_si256(
+            _mm256_or_si256(_mm256_loadu_si256(next), _mm256_loadu_si256(next + 1)),
+            _mm256_or_si256(_mm256_loadu_si256(next + 2), _mm256_loadu_si256(next + 3)));
+        if (_mm256_movemask_epi8(any) != 0) break;
+        i += 128;
+      }
+      if (i + 32 != run) {
+        prev = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
+        continue;
+      }
     } else {
       const __m256i carry = _mm256_permute2x128_si256(prev, v, 0x21);  // prev's high half, v's low
       if (Malformed(v, _mm256_alignr_epi8(v, carry, 15), _mm256_alignr_epi8(v, carry, 14),

@@ -12,6 +12,13 @@ namespace {
 
 std::size_t Sse2AsciiPrefix(const unsigned char* p, std::size_t n) {
   std::size_t i = 0;
+  // 64 bytes a test while they are all ASCII, then 16 to find the block that is not.
+  for (; n - i >= 64; i += 64) {
+    const auto* v = reinterpret_cast<const __m128i*>(p + i);
+    const __m128i any = _mm_or_si128(_mm_or_si128(_mm_loadu_si128(v), _mm_loadu_si128(v + 1)),
+                                     _mm_or_si128(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3)));
+    if (_mm_movemask_epi8(any) != 0) break;
+  }
   for (; n - i >= 16; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
     if (_mm_movemask_epi8(v) != 0) break;
