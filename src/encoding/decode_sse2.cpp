@@ -1,12 +1,14 @@
 // The 128-bit x86 level (SSSE3): 16-byte blocks checked by nibble lookups, one byte shuffle per
-// table; decoding takes blocks of ASCII, and of ASCII with two-byte sequences (most of Latin,
-// Greek, Cyrillic, Hebrew and Arabic text), and leaves longer sequences to the caller's rule.
+// table; well-formed blocks decoded four byte positions at a time: every position's sequence value
+// computed in a 32-bit lane, and the lanes of the leads packed together.
 #include "encoding/decode_kernels.h"
 #include "simd.h"
 
 #if defined(QORSTL_X86_KERNELS) && defined(__x86_64__) && defined(QORSTL_HAVE_SSE2) && \
     defined(__SSSE3__)
 #include <tmmintrin.h>
+
+#include <cstring>
 
 namespace qor {
 namespace internal {
@@ -107,27 +109,130 @@ std::size_t Sse2ValidPrefix(const unsigned char* p, std::size_t n) {
   return i - 16 + (open ? last : 16);
 }
 
+// For four byte positions from `first` in a 16-byte chunk: the shuffle that puts the four bytes
+// from each position into a 32-bit lane, that position's byte lowest.
+struct Gather {
+  std::uint8_t at[16];
+  constexpr explicit Gather(unsigned first) : at() {
+    for (unsigned j = 0; j < 16; ++j) at[j] = static_cast<std::uint8_t>(first + j / 4 + j % 4);
+  }
+};
+constexpr Gather kGather[4] = {Gather(0), Gather(4), Gather(8), Gather(9)};
+
+// By the lanes a 4-bit mask keeps: the shuffle that packs those 32-bit lanes together.
+struct Compress {
+  std::uint8_t at[16][16];
+  constexpr Compress() : at() {
+    for (unsigned mask = 0; mask < 16; ++mask) {
+      unsigned k = 0;
+      for (unsigned lane = 0; lane < 4; ++lane) {
+        if ((mask >> lane) & 1u) {
+          for (unsigned b = 0; b < 4; ++b) at[mask][k++] = static_cast<std::uint8_t>(4 * lane + b);
+        }
+      }
+      for (; k < 16; ++k) at[mask][k] = 0x80;
+    }
+  }
+};
+constexpr Compress kCompress;
+
+// Set bits of a 16-bit mask, without the population count instruction this level may lack.
+inline unsigned Popcount16(unsigned x) {
+  x = x - ((x >> 1) & 0x5555u);
+  x = (x & 0x3333u) + ((x >> 2) & 0x3333u);
+  x = (x + (x >> 4)) & 0x0F0Fu;
+  return (x + (x >> 8)) & 0x1Fu;
+}
+
+inline __m128i Select(__m128i mask, __m128i if_set, __m128i otherwise) {
+  return _mm_or_si128(_mm_and_si128(mask, if_set), _mm_andnot_si128(mask, otherwise));
+}
+
+// The values of the sequences that would start at four positions, gathered from `chunk` by
+// `pattern`: each lane joins b0 << 18 | b1 << 12 | b2 << 6 | b3 (the next three bytes' low six
+// bits), and the lead's class, read from the same lane, picks the shift and mask of its length.
+// Lanes of continuation bytes hold garbage.
+inline __m128i FourValues(__m128i chunk, const Gather& pattern) {
+  const __m128i bytes = _mm_shuffle_epi8(chunk, Table(pattern.at));
+  const __m128i joined = _mm_madd_epi16(
+      _mm_maddubs_epi16(_mm_and_si128(bytes, _mm_set1_epi32(static_cast<int>(0x3F3F3FFFu))),
+                        _mm_set1_epi16(0x0140)),
+      _mm_set1_epi32(0x00011000));
+  const __m128i multi = _mm_cmpgt_epi32(joined, _mm_set1_epi32(0x7F << 18 | 0x3FFFF));
+  const __m128i three = _mm_cmpgt_epi32(joined, _mm_set1_epi32(0xDF << 18 | 0x3FFFF));
+  const __m128i four = _mm_cmpgt_epi32(joined, _mm_set1_epi32(0xEF << 18 | 0x3FFFF));
+  __m128i value = _mm_srli_epi32(joined, 18);
+  value = Select(multi, _mm_and_si128(_mm_srli_epi32(joined, 12), _mm_set1_epi32(0x7FF)), value);
+  value = Select(three, _mm_and_si128(_mm_srli_epi32(joined, 6), _mm_set1_epi32(0xFFFF)), value);
+  return Select(four, _mm_and_si128(joined, _mm_set1_epi32(0x1FFFFF)), value);
+}
+
+// Stores the lanes of `values` that `starts` (4 bits) marks, packed, at out; returns their number.
+// Writes exactly that many elements when `exact`, else a whole vector.
+inline unsigned StorePacked(__m128i values, unsigned starts, wchar_t* out, bool exact) {
+  const __m128i packed = _mm_shuffle_epi8(values, Table(kCompress.at[starts]));
+  const unsigned count = Popcount16(starts);
+  if (!exact || count == 4) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), packed);
+  } else {
+    if (count & 2) _mm_storel_epi64(reinterpret_cast<__m128i*>(out), packed);
+    if (count & 1) {
+      const __m128i rest = (count & 2) != 0 ? _mm_srli_si128(packed, 8) : packed;
+      const int last = _mm_cvtsi128_si32(rest);
+      std::memcpy(out + (count & 2), &last, sizeof last);
+    }
+  }
+  return count;
+}
+
 DecodeStep Sse2Decode(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
-                      unsigned /*options*/) {
+                      unsigned options) {
   std::size_t i = 0;
   std::size_t w = 0;
-  while (n - i >= 16) {
+  // Sequences are read four bytes from their lead, so three bytes past the block must be there.
+  while (n - i >= 19) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())) != 0) break;
     const std::size_t left = out != nullptr ? room - w : static_cast<std::size_t>(-1);
-    if (_mm_movemask_epi8(v) == 0) {
+    if (_mm_movemask_epi8(_mm_cmpgt_epi8(v, _mm_setzero_si128())) == 0xFFFF) {  // 01..7F only
       if (left < 16) break;
       if (out != nullptr) AsciiRunToWide(p + i, 16, out + w, 16);
       i += 16;
       w += 16;
       continue;
     }
-    std::size_t elements = 0;
-    const std::size_t used =
-        TwoByteBlockToWide(p + i, out != nullptr ? out + w : nullptr, left, elements);
-    if (used == 0) break;
-    i += used;
-    w += elements;
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())) != 0) break;
+    if (Malformed(v, _mm_setzero_si128())) break;  // read as if a sequence ended before it
+    if ((options & kDecodeBmpOnly) != 0 &&
+        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(v, _mm_set1_epi8(char(0xF0))), v)) != 0) {
+      break;
+    }
+    if ((options & kDecodeStopAtBom) != 0) {
+      const auto at = [v](unsigned char b) {
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(char(b)))));
+      };
+      if ((at(0xEF) & (at(0xBB) >> 1) & (at(0xBF) >> 2)) != 0) break;
+    }
+    auto starts =
+        static_cast<unsigned>(~_mm_movemask_epi8(_mm_cmplt_epi8(v, _mm_set1_epi8(-64))) & 0xFFFF);
+    const unsigned last = 31 - static_cast<unsigned>(__builtin_clz(starts));
+    const unsigned end = p[i + last] >= 0xC0 && last + LeadLength(p[i + last]) > 16 ? last : 16;
+    if (end < 16) starts &= (1u << end) - 1;
+    const std::size_t count = Popcount16(starts);
+    if (left < count) break;
+    if (out != nullptr) {
+      // A whole-vector store is used only where the block's later elements cover what it writes
+      // past its own; the others write exactly.
+      const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 3));
+      wchar_t* const first = out + w;
+      wchar_t* o = first;
+      for (unsigned k = 0; k < 4; ++k) {
+        const __m128i values = FourValues(k < 3 ? v : tail, kGather[k]);
+        o += StorePacked(values, (starts >> (4 * k)) & 0xF, o,
+                         static_cast<std::size_t>(o - first) + 4 > count);
+      }
+    }
+    i += end;
+    w += count;
   }
   return {i, w};
 }
@@ -135,7 +240,7 @@ DecodeStep Sse2Decode(const unsigned char* p, std::size_t n, wchar_t* out, std::
 }  // namespace
 
 extern const DecodeKernels kSse2DecodeKernels;
-const DecodeKernels kSse2DecodeKernels = {Isa::kSse2, 16, Sse2AsciiPrefix, Sse2ValidPrefix,
+const DecodeKernels kSse2DecodeKernels = {Isa::kSse2, 19, Sse2AsciiPrefix, Sse2ValidPrefix,
                                           Sse2Decode};
 
 }  // namespace internal
