@@ -25,8 +25,9 @@ inline bool CpuRuns(Isa isa) {
   __builtin_cpu_init();  // idempotent; needed only when called from a load-time constructor
   switch (isa) {
     case Isa::kScalar:
-    case Isa::kSse2:
       return true;
+    case Isa::kSse2:  // the 128-bit level: SSE2 and the byte shuffles of SSSE3
+      return __builtin_cpu_supports("ssse3");
     case Isa::kAvx2:
       return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
              __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");

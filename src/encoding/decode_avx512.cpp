@@ -77,6 +77,13 @@ unsigned BlockEnd(const unsigned char* p, std::uint64_t starts) {
 
 std::size_t Avx512AsciiPrefix(const unsigned char* p, std::size_t n) {
   std::size_t i = 0;
+  // 256 bytes a test while they are all ASCII, then 64 to find the block that is not.
+  for (; n - i >= 256; i += 256) {
+    const __m512i any = _mm512_or_si512(
+        _mm512_or_si512(_mm512_loadu_si512(p + i), _mm512_loadu_si512(p + i + 64)),
+        _mm512_or_si512(_mm512_loadu_si512(p + i + 128), _mm512_loadu_si512(p + i + 192)));
+    if (_mm512_movepi8_mask(any) != 0) break;
+  }
   for (; n - i >= 64; i += 64) {
     if (_mm512_movepi8_mask(_mm512_loadu_si512(p + i)) != 0) break;
   }

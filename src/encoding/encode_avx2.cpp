@@ -153,35 +153,184 @@ inline std::size_t EightToUtf8(__m256i v, unsigned char* out) {
   return std::size_t{kPack.length[low]} + kPack.length[high];
 }
 
+// For eight 16-bit lanes, each holding the one- or two-byte form of an element (lead lowest), by
+// the lanes that hold one byte (bit k for lane k): the shuffle that packs the forms together.
+struct ShortPack {
+  alignas(16) unsigned char shuffle[256][16];
+  constexpr ShortPack() : shuffle() {
+    for (unsigned ascii = 0; ascii < 256; ++ascii) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 8; ++lane) {
+        shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane);
+        if (((ascii >> lane) & 1u) == 0)
+          shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane + 1);
+      }
+      for (; pos < 16; ++pos) shuffle[ascii][pos] = 0x80;
+    }
+  }
+};
+constexpr ShortPack kShortPack;
+
+// The sixteen elements a, b (all 1..7FF) to their one- and two-byte forms at out; returns the
+// bytes. Each half is stored as 16 bytes, so up to 8 bytes past the result are overwritten.
+inline std::size_t SixteenShortToUtf8(__m256i a, __m256i b, unsigned char* out) {
+  const __m256i units = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
+  const __m256i ascii = _mm256_cmpgt_epi16(_mm256_set1_epi16(0x80), units);
+  // Lead 110xxxxx in the low byte, the continuation 10xxxxxx in the high one.
+  const __m256i pair = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi16(units, 6),
+                      _mm256_slli_epi16(_mm256_and_si256(units, _mm256_set1_epi16(0x3F)), 8)),
+      _mm256_set1_epi16(static_cast<short>(0x80C0)));
+  const __m256i forms = _mm256_blendv_epi8(pair, units, ascii);
+  const auto ones = static_cast<unsigned>(
+      _mm256_movemask_epi8(_mm256_packs_epi16(ascii, _mm256_setzero_si256())));
+  const unsigned low = ones & 0xFF, high = (ones >> 16) & 0xFF;
+  const unsigned low_length = 16 - static_cast<unsigned>(__builtin_popcount(low));
+  const unsigned high_length = 16 - static_cast<unsigned>(__builtin_popcount(high));
+  const __m256i order = _mm256_inserti128_si256(
+      _mm256_castsi128_si256(
+          _mm_load_si128(reinterpret_cast<const __m128i*>(kShortPack.shuffle[low]))),
+      _mm_load_si128(reinterpret_cast<const __m128i*>(kShortPack.shuffle[high])), 1);
+  const __m256i packed = _mm256_shuffle_epi8(forms, order);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + low_length),
+                   _mm256_extracti128_si256(packed, 1));
+  return std::size_t{low_length} + high_length;
+}
+
+// The eight elements in v (all 800..FFFF, plain) to their three-byte forms at out: 24 bytes, and
+// 4 bytes past them overwritten.
+inline void EightThreeByteToUtf8(__m256i v, unsigned char* out) {
+  const __m256i forms = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi32(v, 12),
+                      _mm256_and_si256(_mm256_slli_epi32(v, 2), _mm256_set1_epi32(0x3F00))),
+      _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 16), _mm256_set1_epi32(0x3F0000)),
+                      _mm256_set1_epi32(0x8080E0)));
+  const __m256i packed = _mm256_shuffle_epi8(
+      forms, _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4, 5,
+                              6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm256_extracti128_si256(packed, 1));
+}
+
+// Bit k of a byte moved to bit 2k: two bits a lane for the index of kPack.
+struct Spread {
+  std::uint16_t of[256];
+  constexpr Spread() : of() {
+    for (unsigned m = 0; m < 256; ++m) {
+      for (unsigned k = 0; k < 8; ++k)
+        of[m] = static_cast<std::uint16_t>(of[m] | ((m >> k) & 1u) << (2 * k));
+    }
+  }
+};
+constexpr Spread kSpread;
+
+// The eight plain elements in v (all up to FFFF) to their one- to three-byte forms at out; returns
+// the bytes. Stores 16 bytes per half, so up to 12 bytes past the result are overwritten.
+inline std::size_t EightBmpToUtf8(__m256i v, unsigned char* out) {
+  const __m256i multi = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7F));
+  const __m256i three = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7FF));
+  const __m256i two_forms = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi32(v, 6),
+                      _mm256_slli_epi32(_mm256_and_si256(v, _mm256_set1_epi32(0x3F)), 8)),
+      _mm256_set1_epi32(0x80C0));
+  const __m256i three_forms = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi32(v, 12),
+                      _mm256_and_si256(_mm256_slli_epi32(v, 2), _mm256_set1_epi32(0x3F00))),
+      _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 16), _mm256_set1_epi32(0x3F0000)),
+                      _mm256_set1_epi32(0x8080E0)));
+  const __m256i forms =
+      _mm256_blendv_epi8(_mm256_blendv_epi8(v, two_forms, multi), three_forms, three);
+  const unsigned index = kSpread.of[_mm256_movemask_ps(_mm256_castsi256_ps(multi))] +
+                         kSpread.of[_mm256_movemask_ps(_mm256_castsi256_ps(three))];
+  const unsigned low = index & 0xFFu;
+  const unsigned high = index >> 8;
+  _mm_storeu_si128(
+      reinterpret_cast<__m128i*>(out),
+      _mm_shuffle_epi8(_mm256_castsi256_si128(forms),
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[low]))));
+  _mm_storeu_si128(
+      reinterpret_cast<__m128i*>(out + kPack.length[low]),
+      _mm_shuffle_epi8(_mm256_extracti128_si256(forms, 1),
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[high]))));
+  return std::size_t{kPack.length[low]} + kPack.length[high];
+}
+
+// Sixteen elements and what the encoder needs to know of them: their largest and smallest value.
+struct Block {
+  __m256i a, b, largest, least;
+  explicit Block(const wchar_t* p)
+      : a(Load(p)),
+        b(Load(p + 8)),
+        largest(_mm256_max_epu32(a, b)),
+        least(_mm256_min_epu32(a, b)) {}
+  // Every element plain. Values 1..D7FF are plain under every rule, so most text needs no more.
+  bool Plain(const RuleVectors& r) const {
+    const __m256i low = _mm256_andnot_si256(
+        _mm256_cmpeq_epi32(least, _mm256_setzero_si256()),
+        _mm256_cmpeq_epi32(_mm256_min_epu32(largest, _mm256_set1_epi32(0xD7FF)), largest));
+    return _mm256_movemask_epi8(low) == -1 || (BlockPlain(a, r) && BlockPlain(b, r));
+  }
+  bool Below(int limit) const {
+    return _mm256_testz_si256(largest, _mm256_set1_epi32(~(limit - 1)));
+  }
+};
+
+// The sixteen plain elements of `block` to UTF-8 at out; returns the bytes. Writes at most 64
+// bytes, up to 15 of them past the result.
+inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
+  if (block.Below(0x80)) {
+    const __m256i bytes =
+        _mm256_packus_epi16(_mm256_packus_epi32(block.a, block.b), _mm256_setzero_si256());
+    const __m256i order =
+        _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 0, 0, 0, 0));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(order));
+    return 16;
+  }
+  if (block.Below(0x800)) return SixteenShortToUtf8(block.a, block.b, out);
+  if (block.Below(0x10000) &&
+      _mm256_movemask_epi8(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x800), block.least)) == 0) {
+    EightThreeByteToUtf8(block.a, out);
+    EightThreeByteToUtf8(block.b, out + 24);
+    return 48;
+  }
+  if (block.Below(0x10000)) {
+    const std::size_t len = EightBmpToUtf8(block.a, out);
+    return len + EightBmpToUtf8(block.b, out + len);
+  }
+  const std::size_t len = EightToUtf8(block.a, out);
+  return len + EightToUtf8(block.b, out + len);
+}
+
 std::size_t EncodeAvx2(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
                        const PlainRule& rule, std::size_t& written) {
   const RuleVectors r(rule);
   std::size_t i = 0;
   std::size_t w = 0;
-  // [i, checked) is known plain. A mixed block is encoded only when 16 plain elements follow it,
-  // whose at least 16 bytes cover what its stores wrote past its own bytes; the last elements of
-  // a run go to the scalar rule. Its stores reach at most 32 bytes past out + w, and the room for
-  // 3 more bytes lets the sequence that covers their last byte fit too: the elements after the
-  // block are then written at least that far, so no garbage stays behind a sequence that does
-  // not fit.
-  std::size_t checked = 0;
-  bool ascii_text = true;  // try 32 at a time again after a block of ASCII
-  for (;;) {
-    if (ascii_text && n - i >= 32 && room - w >= 32) {
-      if (AsciiBlock(p + i, out + w)) {
+  // A block is encoded once the block after it is known plain: its stores reach at most 64 bytes
+  // past out + w, and what they write past its own bytes is covered by the at least 16 bytes of
+  // the next block, which the scalar rule writes if the loop stops. The room for 3 more bytes lets
+  // the sequence that covers the stores' last byte fit too, so no garbage stays behind a sequence
+  // that does not fit.
+  if (n >= 32) {
+    Block block(p);
+    bool known = block.Plain(r);  // the block at i is plain and loaded in `block`
+    while (known && n - i >= 32 && room - w >= 64 + 3) {
+      // Runs of ASCII thirty-two at a time, written exactly.
+      if (block.Below(0x80) && AsciiBlock(p + i, out + w)) {
         i += 32;
         w += 32;
-        if (checked < i) checked = i;
+        if (n - i < 32) break;
+        block = Block(p + i);
+        known = block.Plain(r);
         continue;
       }
-      ascii_text = false;
+      const Block next(p + i + 16);
+      if (!next.Plain(r)) break;
+      w += SixteenToUtf8(block, out + w);
+      i += 16;
+      block = next;
     }
-    while (checked - i < 24 && n - checked >= 8 && BlockPlain(Load(p + checked), r)) checked += 8;
-    if (checked - i < 24 || room - w < 35) break;
-    const std::size_t len = EightToUtf8(Load(p + i), out + w);
-    ascii_text = len == 8;
-    w += len;
-    i += 8;
   }
   std::size_t tail = 0;
   i += EncodePlainScalar(p + i, n - i, out + w, room - w, rule, tail);
