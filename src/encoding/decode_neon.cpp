@@ -1,0 +1,242 @@
+// The NEON level (aarch64, where NEON is baseline): 16-byte blocks checked by nibble lookups, ASCII
+// blocks widened by one interleaving store, other well-formed blocks decoded whole: every byte
+// takes the value bits of the bytes before it in its sequence, and a shuffle from a table gathers
+// the values that end a sequence.
+#include "encoding/decode_kernels.h"
+
+#if defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+#include <arm_neon.h>
+
+#include <cstring>
+
+namespace qor {
+namespace internal {
+namespace {
+
+using namespace utf8_check;
+
+// Value bits of a byte by its high nibble: seven of ASCII, six of a continuation, and those a lead
+// of two, three or four bytes carries.
+constexpr std::uint8_t kValueMask[16] = {0x7F, 0x7F, 0x7F, 0x7F, 0x7F, 0x7F, 0x7F, 0x7F,
+                                         0x3F, 0x3F, 0x3F, 0x3F, 0x1F, 0x1F, 0x0F, 0x07};
+// A block leaves a sequence open when it ends in a lead, in E0..FF one byte before, or in F0..FF
+// two before (a checked block holds no FF elsewhere).
+constexpr std::uint8_t kOpenFloor[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                         0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF0, 0xE0, 0xC0};
+constexpr std::uint8_t kBitOfLane[16] = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+constexpr std::uint8_t kLane[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+
+// For each 8-bit mask of the sequence ends in one half of a block: the lanes of its set bits in
+// order (of the low half, and of the high half, lanes 8..15), and how many there are.
+struct EndGather {
+  std::uint8_t lanes[2][256][8];
+  std::uint8_t count[256];
+  constexpr EndGather() : lanes(), count() {
+    for (unsigned mask = 0; mask < 256; ++mask) {
+      unsigned k = 0;
+      for (unsigned bit = 0; bit < 8; ++bit) {
+        if ((mask >> bit) & 1) {
+          lanes[0][mask][k] = static_cast<std::uint8_t>(bit);
+          lanes[1][mask][k] = static_cast<std::uint8_t>(bit + 8);
+          ++k;
+        }
+      }
+      count[mask] = static_cast<std::uint8_t>(k);
+    }
+  }
+};
+constexpr EndGather kEndGather;
+
+struct Checker {
+  uint8x16_t first_high = vld1q_u8(kByFirstHigh);
+  uint8x16_t first_low = vld1q_u8(kByFirstLow);
+  uint8x16_t second_high = vld1q_u8(kBySecondHigh);
+
+  // Bytes of v that break a rule of standard UTF-8 after the block `prev` (nonzero lanes); a
+  // sequence cut short by the end of v is not yet a fault.
+  uint8x16_t Faults(uint8x16_t v, uint8x16_t high, uint8x16_t prev) const {
+    const uint8x16_t prev1 = vextq_u8(prev, v, 15);
+    const uint8x16_t prev2 = vextq_u8(prev, v, 14);
+    const uint8x16_t prev3 = vextq_u8(prev, v, 13);
+    const uint8x16_t pairs =
+        vandq_u8(vandq_u8(vqtbl1q_u8(first_high, vshrq_n_u8(prev1, 4)),
+                          vqtbl1q_u8(first_low, vandq_u8(prev1, vdupq_n_u8(0x0F)))),
+                 vqtbl1q_u8(second_high, high));
+    // Third bytes of E0..FF sequences and fourth bytes of F0..FF ones must be continuations.
+    const uint8x16_t announced =
+        vorrq_u8(vqsubq_u8(prev2, vdupq_n_u8(0x60)), vqsubq_u8(prev3, vdupq_n_u8(0x70)));
+    return veorq_u8(pairs, vandq_u8(announced, vdupq_n_u8(0x80)));
+  }
+};
+
+bool Any(uint8x16_t v) {
+  return vmaxvq_u8(v) != 0;
+}
+
+// All bytes 01..7F.
+bool AsciiNonZero(uint8x16_t v) {
+  return vmaxvq_u8(vsubq_u8(v, vdupq_n_u8(1))) < 0x7F;
+}
+
+std::size_t NeonAsciiPrefix(const unsigned char* p, std::size_t n) {
+  std::size_t i = 0;
+  for (; n - i >= 64; i += 64) {
+    const uint8x16x4_t v = vld1q_u8_x4(p + i);
+    const uint8x16_t any = vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]));
+    if (vmaxvq_u8(any) >= 0x80) break;
+  }
+  for (; n - i >= 16; i += 16) {
+    if (vmaxvq_u8(vld1q_u8(p + i)) >= 0x80) break;
+  }
+  while (i < n && p[i] < 0x80) ++i;
+  return i;
+}
+
+// Where the prefix of whole blocks up to i ends: before the sequence the last block left open.
+std::size_t BeforeOpenSequence(const unsigned char* p, std::size_t i, bool open) {
+  if (open) {
+    while (p[i - 1] < 0xC0) --i;  // continuations back to the open lead, at most two
+    --i;
+  }
+  return i;
+}
+
+std::size_t NeonValidPrefix(const unsigned char* p, std::size_t n) {
+  const Checker check;
+  const uint8x16_t open_floor = vld1q_u8(kOpenFloor);
+  uint8x16_t prev = vdupq_n_u8(0);
+  bool open = false;
+  std::size_t i = 0;
+  while (n - i >= 16) {
+    if (!open && n - i >= 64) {
+      const uint8x16x4_t v = vld1q_u8_x4(p + i);
+      const uint8x16_t any = vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]));
+      if (vmaxvq_u8(any) < 0x80) {
+        i += 64;
+        prev = vdupq_n_u8(0);
+        continue;
+      }
+    }
+    const uint8x16_t v = vld1q_u8(p + i);
+    if (Any(check.Faults(v, vshrq_n_u8(v, 4), prev))) break;
+    open = Any(vcgeq_u8(v, open_floor));
+    prev = v;
+    i += 16;
+  }
+  return BeforeOpenSequence(p, i, open);
+}
+
+// Decodes the block v (after the block whose bytes, value bits and continuation lanes are prev,
+// prev_bits and prev_cont) into three byte planes of the 21-bit values that end there, and the
+// 16-bit mask of the lanes where a sequence ends.
+template <bool kStopAtBom>
+DecodeStep NeonDecodeWith(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
+                          unsigned options) {
+  const Checker check;
+  const uint8x16_t value_mask = vld1q_u8(kValueMask);
+  const uint8x16_t open_floor = vld1q_u8(kOpenFloor);
+  const uint8x16_t bit_of_lane = vld1q_u8(kBitOfLane);
+  const uint8x8_t lane = vld1_u8(kLane);
+  const uint8x16_t zero = vdupq_n_u8(0);
+  // Less one, zero bytes and FF (or F0..FF, for values up to 0xFFFF) reach this floor.
+  const uint8x16_t refused_floor = vdupq_n_u8((options & kDecodeBmpOnly) != 0 ? 0xEF : 0xFE);
+  auto* o = reinterpret_cast<unsigned char*>(out);  // stored as bytes, which may alias elements
+  const std::size_t limit = out != nullptr ? room : static_cast<std::size_t>(-1);
+  uint8x16_t prev = zero, prev_bits = zero, prev_cont = zero;
+  bool open = false;
+  std::size_t i = 0;
+  std::size_t w = 0;
+  while (n - i >= 16) {
+    const uint8x16_t v = vld1q_u8(p + i);
+    // Stores write whole windows of 16 elements where 16 fit.
+    const bool whole_window = limit - w >= 16;
+    if (!open && whole_window && AsciiNonZero(v)) {
+      if (out != nullptr) vst4q_u8(o + 4 * w, (uint8x16x4_t{{v, zero, zero, zero}}));
+      prev = prev_bits = prev_cont = zero;
+      i += 16;
+      w += 16;
+      continue;
+    }
+    const uint8x16_t high = vshrq_n_u8(v, 4);
+    uint8x16_t faults =
+        vorrq_u8(check.Faults(v, high, prev), vcgeq_u8(vsubq_u8(v, vdupq_n_u8(1)), refused_floor));
+    if (kStopAtBom) {
+      const uint8x16_t bom = vandq_u8(vandq_u8(vceqq_u8(vextq_u8(prev, v, 14), vdupq_n_u8(0xEF)),
+                                               vceqq_u8(vextq_u8(prev, v, 15), vdupq_n_u8(0xBB))),
+                                      vceqq_u8(v, vdupq_n_u8(0xBF)));
+      faults = vorrq_u8(faults, bom);
+    }
+    if (Any(faults)) break;
+    // Each byte's value bits; a continuation also takes those of the bytes before it, up to the
+    // lead, each six bits further up.
+    const uint8x16_t bits = vandq_u8(v, vqtbl1q_u8(value_mask, high));
+    const uint8x16_t cont = vcltq_s8(vreinterpretq_s8_u8(v), vdupq_n_s8(-64));
+    const uint8x16_t cont1 = vandq_u8(cont, vextq_u8(prev_cont, cont, 15));
+    const uint8x16_t cont2 = vandq_u8(cont1, vextq_u8(prev_cont, cont, 14));
+    const uint8x16_t up1 = vandq_u8(vextq_u8(prev_bits, bits, 15), cont);
+    const uint8x16_t up2 = vandq_u8(vextq_u8(prev_bits, bits, 14), cont1);
+    const uint8x16_t up3 = vandq_u8(vextq_u8(prev_bits, bits, 13), cont2);
+    const uint8x16_t byte0 = vorrq_u8(bits, vshlq_n_u8(up1, 6));
+    const uint8x16_t byte1 = vsliq_n_u8(vshrq_n_u8(up1, 2), up2, 4);
+    const uint8x16_t byte2 = vsliq_n_u8(vshrq_n_u8(up2, 4), up3, 2);
+    // A sequence ends where no continuation follows; in the last lane, unless it runs on.
+    const std::uint8_t runs_on = vmaxvq_u8(vcgeq_u8(v, open_floor));
+    const uint8x16_t ends = vmvnq_u8(vextq_u8(cont, vdupq_n_u8(runs_on), 1));
+    uint8x16_t masks = vandq_u8(ends, bit_of_lane);
+    masks = vpaddq_u8(masks, masks);
+    masks = vpaddq_u8(masks, masks);
+    masks = vpaddq_u8(masks, masks);
+    const unsigned both = vgetq_lane_u16(vreinterpretq_u16_u8(masks), 0);
+    const unsigned low = both & 0xFF, high_half = both >> 8;
+    const uint8x8_t from_low = vld1_u8(kEndGather.lanes[0][low]);
+    const uint8x8_t from_high = vld1_u8(kEndGather.lanes[1][high_half]);
+    const std::size_t low_count = kEndGather.count[low];
+    const std::size_t count = low_count + kEndGather.count[high_half];
+    if (out != nullptr && !whole_window) {
+      // Near the end of the room: through a buffer of our own, if the block fits at all.
+      if (count > limit - w) break;
+      unsigned char staged[4 * 16];
+      vst4q_u8(staged, (uint8x16x4_t{{vqtbl1q_u8(byte0, vcombine_u8(from_low, from_high)),
+                                      vqtbl1q_u8(byte1, vcombine_u8(from_low, from_high)),
+                                      vqtbl1q_u8(byte2, vcombine_u8(from_low, from_high)), zero}}));
+      std::memcpy(o + 4 * w, staged, 4 * low_count);
+      std::memcpy(o + 4 * (w + low_count), staged + 4 * 8, 4 * (count - low_count));
+    } else if (out != nullptr) {
+      // The low half's window is then covered by the high half's, which keeps the elements past
+      // its values as they were.
+      unsigned char* const at = o + 4 * (w + low_count);
+      const uint8x8x4_t old = vld4_u8(at);  // before the low half lands on part of it
+      vst4_u8(o + 4 * w, (uint8x8x4_t{{vqtbl1_u8(byte0, from_low), vqtbl1_u8(byte1, from_low),
+                                       vqtbl1_u8(byte2, from_low), vget_low_u8(zero)}}));
+      const uint8x8_t fresh = vclt_u8(lane, vdup_n_u8(kEndGather.count[high_half]));
+      vst4_u8(at, (uint8x8x4_t{{vbsl_u8(fresh, vqtbl1_u8(byte0, from_high), old.val[0]),
+                                vbsl_u8(fresh, vqtbl1_u8(byte1, from_high), old.val[1]),
+                                vbsl_u8(fresh, vqtbl1_u8(byte2, from_high), old.val[2]),
+                                vbic_u8(old.val[3], fresh)}}));
+    }
+    w += count;
+    prev = v;
+    prev_bits = bits;
+    prev_cont = cont;
+    open = runs_on != 0;
+    i += 16;
+  }
+  return {BeforeOpenSequence(p, i, open), w};
+}
+
+DecodeStep NeonDecode(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
+                      unsigned options) {
+  return (options & kDecodeStopAtBom) != 0 ? NeonDecodeWith<true>(p, n, out, room, options)
+                                           : NeonDecodeWith<false>(p, n, out, room, options);
+}
+
+}  // namespace
+
+extern const DecodeKernels kNeonDecodeKernels;
+const DecodeKernels kNeonDecodeKernels = {Isa::kNeon, 16, NeonAsciiPrefix, NeonValidPrefix,
+                                          NeonDecode};
+
+}  // namespace internal
+}  // namespace qor
+
+#endif
