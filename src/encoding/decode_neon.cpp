@@ -73,11 +73,6 @@ bool Any(uint8x16_t v) {
   return vmaxvq_u8(v) != 0;
 }
 
-// All bytes 01..7F.
-bool AsciiNonZero(uint8x16_t v) {
-  return vmaxvq_u8(vsubq_u8(v, vdupq_n_u8(1))) < 0x7F;
-}
-
 std::size_t NeonAsciiPrefix(const unsigned char* p, std::size_t n) {
   std::size_t i = 0;
   for (; n - i >= 64; i += 64) {
@@ -92,142 +87,172 @@ std::size_t NeonAsciiPrefix(const unsigned char* p, std::size_t n) {
   return i;
 }
 
-// Where the prefix of whole blocks up to i ends: before the sequence the last block left open.
-std::size_t BeforeOpenSequence(const unsigned char* p, std::size_t i, bool open) {
-  if (open) {
-    while (p[i - 1] < 0xC0) --i;  // continuations back to the open lead, at most two
-    --i;
+// Where a prefix of checked blocks up to i ends: before a sequence that starts in the last three
+// bytes and runs on past them.
+std::size_t BeforeOpenSequence(const unsigned char* p, std::size_t i) {
+  for (std::size_t back = 1; back <= 3 && back <= i; ++back) {
+    const unsigned b = p[i - back];
+    if (b >= 0xC0) return LeadLength(b) > back ? i - back : i;
+    if (b < 0x80) break;
   }
   return i;
 }
 
+// 64 bytes a step: one test for ASCII, else four blocks checked and their faults tested at once.
+// A block that ends in an open sequence is a fault when ASCII follows.
 std::size_t NeonValidPrefix(const unsigned char* p, std::size_t n) {
   const Checker check;
   const uint8x16_t open_floor = vld1q_u8(kOpenFloor);
   uint8x16_t prev = vdupq_n_u8(0);
-  bool open = false;
+  uint8x16_t open = prev;
   std::size_t i = 0;
-  while (n - i >= 16) {
-    if (!open && n - i >= 64) {
-      const uint8x16x4_t v = vld1q_u8_x4(p + i);
-      const uint8x16_t any = vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]));
-      if (vmaxvq_u8(any) < 0x80) {
-        i += 64;
-        prev = vdupq_n_u8(0);
-        continue;
-      }
+  for (; n - i >= 64; i += 64) {
+    const uint8x16x4_t v = vld1q_u8_x4(p + i);
+    const uint8x16_t any = vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]));
+    uint8x16_t faults = open;
+    if (vmaxvq_u8(any) < 0x80) {
+      open = vdupq_n_u8(0);
+    } else {
+      faults = vorrq_u8(vorrq_u8(check.Faults(v.val[0], vshrq_n_u8(v.val[0], 4), prev),
+                                 check.Faults(v.val[1], vshrq_n_u8(v.val[1], 4), v.val[0])),
+                        vorrq_u8(check.Faults(v.val[2], vshrq_n_u8(v.val[2], 4), v.val[1]),
+                                 check.Faults(v.val[3], vshrq_n_u8(v.val[3], 4), v.val[2])));
+      open = vcgeq_u8(v.val[3], open_floor);
     }
+    if (Any(faults)) return BeforeOpenSequence(p, i);
+    prev = v.val[3];
+  }
+  for (; n - i >= 16; i += 16) {
     const uint8x16_t v = vld1q_u8(p + i);
     if (Any(check.Faults(v, vshrq_n_u8(v, 4), prev))) break;
-    open = Any(vcgeq_u8(v, open_floor));
     prev = v;
-    i += 16;
   }
-  return BeforeOpenSequence(p, i, open);
+  return BeforeOpenSequence(p, i);
 }
 
-// Decodes the block v (after the block whose bytes, value bits and continuation lanes are prev,
-// prev_bits and prev_cont) into three byte planes of the 21-bit values that end there, and the
-// 16-bit mask of the lanes where a sequence ends.
-template <bool kStopAtBom>
+// Blocks of 16 bytes, each decoded once the block after it is checked: a sequence ends where no
+// continuation follows. Runs of ASCII go 64 bytes a step. With `kFill`, elements are stored in
+// windows of 16 where 16 fit, else through a buffer of our own.
+template <bool kStopAtBom, bool kFill>
 DecodeStep NeonDecodeWith(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
                           unsigned options) {
   const Checker check;
   const uint8x16_t value_mask = vld1q_u8(kValueMask);
-  const uint8x16_t open_floor = vld1q_u8(kOpenFloor);
   const uint8x16_t bit_of_lane = vld1q_u8(kBitOfLane);
   const uint8x8_t lane = vld1_u8(kLane);
   const uint8x16_t zero = vdupq_n_u8(0);
+  const uint8x16_t one = vdupq_n_u8(1);
   // Less one, zero bytes and FF (or F0..FF, for values up to 0xFFFF) reach this floor.
   const uint8x16_t refused_floor = vdupq_n_u8((options & kDecodeBmpOnly) != 0 ? 0xEF : 0xFE);
   auto* o = reinterpret_cast<unsigned char*>(out);  // stored as bytes, which may alias elements
-  const std::size_t limit = out != nullptr ? room : static_cast<std::size_t>(-1);
-  uint8x16_t prev = zero, prev_bits = zero, prev_cont = zero;
-  bool open = false;
-  std::size_t i = 0;
-  std::size_t w = 0;
-  while (n - i >= 16) {
-    const uint8x16_t v = vld1q_u8(p + i);
-    // Stores write whole windows of 16 elements where 16 fit.
-    const bool whole_window = limit - w >= 16;
-    if (!open && whole_window && AsciiNonZero(v)) {
-      if (out != nullptr) vst4q_u8(o + 4 * w, (uint8x16x4_t{{v, zero, zero, zero}}));
-      prev = prev_bits = prev_cont = zero;
-      i += 16;
-      w += 16;
-      continue;
-    }
-    const uint8x16_t high = vshrq_n_u8(v, 4);
+  const std::size_t limit = kFill ? room : static_cast<std::size_t>(-1);
+  const auto faults_of = [&](uint8x16_t v, uint8x16_t high, uint8x16_t before) {
     uint8x16_t faults =
-        vorrq_u8(check.Faults(v, high, prev), vcgeq_u8(vsubq_u8(v, vdupq_n_u8(1)), refused_floor));
+        vorrq_u8(check.Faults(v, high, before), vcgeq_u8(vsubq_u8(v, one), refused_floor));
     if (kStopAtBom) {
-      const uint8x16_t bom = vandq_u8(vandq_u8(vceqq_u8(vextq_u8(prev, v, 14), vdupq_n_u8(0xEF)),
-                                               vceqq_u8(vextq_u8(prev, v, 15), vdupq_n_u8(0xBB))),
+      const uint8x16_t bom = vandq_u8(vandq_u8(vceqq_u8(vextq_u8(before, v, 14), vdupq_n_u8(0xEF)),
+                                               vceqq_u8(vextq_u8(before, v, 15), vdupq_n_u8(0xBB))),
                                       vceqq_u8(v, vdupq_n_u8(0xBF)));
       faults = vorrq_u8(faults, bom);
     }
-    if (Any(faults)) break;
-    // Each byte's value bits; a continuation also takes those of the bytes before it, up to the
-    // lead, each six bits further up.
-    const uint8x16_t bits = vandq_u8(v, vqtbl1q_u8(value_mask, high));
-    const uint8x16_t cont = vcltq_s8(vreinterpretq_s8_u8(v), vdupq_n_s8(-64));
-    const uint8x16_t cont1 = vandq_u8(cont, vextq_u8(prev_cont, cont, 15));
-    const uint8x16_t cont2 = vandq_u8(cont1, vextq_u8(prev_cont, cont, 14));
-    const uint8x16_t up1 = vandq_u8(vextq_u8(prev_bits, bits, 15), cont);
-    const uint8x16_t up2 = vandq_u8(vextq_u8(prev_bits, bits, 14), cont1);
-    const uint8x16_t up3 = vandq_u8(vextq_u8(prev_bits, bits, 13), cont2);
-    const uint8x16_t byte0 = vorrq_u8(bits, vshlq_n_u8(up1, 6));
-    const uint8x16_t byte1 = vsliq_n_u8(vshrq_n_u8(up1, 2), up2, 4);
-    const uint8x16_t byte2 = vsliq_n_u8(vshrq_n_u8(up2, 4), up3, 2);
-    // A sequence ends where no continuation follows; in the last lane, unless it runs on.
-    const std::uint8_t runs_on = vmaxvq_u8(vcgeq_u8(v, open_floor));
-    const uint8x16_t ends = vmvnq_u8(vextq_u8(cont, vdupq_n_u8(runs_on), 1));
-    uint8x16_t masks = vandq_u8(ends, bit_of_lane);
-    masks = vpaddq_u8(masks, masks);
-    masks = vpaddq_u8(masks, masks);
-    masks = vpaddq_u8(masks, masks);
-    const unsigned both = vgetq_lane_u16(vreinterpretq_u16_u8(masks), 0);
-    const unsigned low = both & 0xFF, high_half = both >> 8;
-    const uint8x8_t from_low = vld1_u8(kEndGather.lanes[0][low]);
-    const uint8x8_t from_high = vld1_u8(kEndGather.lanes[1][high_half]);
-    const std::size_t low_count = kEndGather.count[low];
-    const std::size_t count = low_count + kEndGather.count[high_half];
-    if (out != nullptr && !whole_window) {
-      // Near the end of the room: through a buffer of our own, if the block fits at all.
-      if (count > limit - w) break;
-      unsigned char staged[4 * 16];
-      vst4q_u8(staged, (uint8x16x4_t{{vqtbl1q_u8(byte0, vcombine_u8(from_low, from_high)),
-                                      vqtbl1q_u8(byte1, vcombine_u8(from_low, from_high)),
-                                      vqtbl1q_u8(byte2, vcombine_u8(from_low, from_high)), zero}}));
-      std::memcpy(o + 4 * w, staged, 4 * low_count);
-      std::memcpy(o + 4 * (w + low_count), staged + 4 * 8, 4 * (count - low_count));
-    } else if (out != nullptr) {
-      // The low half's window is then covered by the high half's, which keeps the elements past
-      // its values as they were.
-      unsigned char* const at = o + 4 * (w + low_count);
-      const uint8x8x4_t old = vld4_u8(at);  // before the low half lands on part of it
-      vst4_u8(o + 4 * w, (uint8x8x4_t{{vqtbl1_u8(byte0, from_low), vqtbl1_u8(byte1, from_low),
-                                       vqtbl1_u8(byte2, from_low), vget_low_u8(zero)}}));
-      const uint8x8_t fresh = vclt_u8(lane, vdup_n_u8(kEndGather.count[high_half]));
-      vst4_u8(at, (uint8x8x4_t{{vbsl_u8(fresh, vqtbl1_u8(byte0, from_high), old.val[0]),
-                                vbsl_u8(fresh, vqtbl1_u8(byte1, from_high), old.val[1]),
-                                vbsl_u8(fresh, vqtbl1_u8(byte2, from_high), old.val[2]),
-                                vbic_u8(old.val[3], fresh)}}));
+    return faults;
+  };
+  std::size_t i = 0;
+  std::size_t w = 0;
+  for (;;) {
+    // ASCII, where no sequence is open.
+    while (n - i >= 64 && limit - w >= 64) {
+      const uint8x16x4_t v = vld1q_u8_x4(p + i);
+      const uint8x16_t largest =
+          vmaxq_u8(vmaxq_u8(vsubq_u8(v.val[0], one), vsubq_u8(v.val[1], one)),
+                   vmaxq_u8(vsubq_u8(v.val[2], one), vsubq_u8(v.val[3], one)));
+      if (vmaxvq_u8(largest) >= 0x7F) break;
+      if (kFill) {
+        for (unsigned k = 0; k < 4; ++k)
+          vst4q_u8(o + 4 * (w + 16 * k), (uint8x16x4_t{{v.val[k], zero, zero, zero}}));
+      }
+      i += 64;
+      w += 64;
     }
-    w += count;
-    prev = v;
-    prev_bits = bits;
-    prev_cont = cont;
-    open = runs_on != 0;
-    i += 16;
+    if (n - i < 32) return {i, w};
+    uint8x16_t cur = vld1q_u8(p + i);
+    uint8x16_t high = vshrq_n_u8(cur, 4);
+    if (Any(faults_of(cur, high, zero))) return {i, w};
+    uint8x16_t bits = vandq_u8(cur, vqtbl1q_u8(value_mask, high));
+    uint8x16_t cont = vcltq_s8(vreinterpretq_s8_u8(cur), vdupq_n_s8(-64));
+    uint8x16_t prev_bits = zero, prev_cont = zero;
+    for (;;) {
+      if (n - i < 32) return {BeforeOpenSequence(p, i), w};
+      const uint8x16_t next = vld1q_u8(p + i + 16);
+      const uint8x16_t next_high = vshrq_n_u8(next, 4);
+      if (Any(faults_of(next, next_high, cur))) return {BeforeOpenSequence(p, i), w};
+      const uint8x16_t next_cont = vcltq_s8(vreinterpretq_s8_u8(next), vdupq_n_s8(-64));
+      // Each byte's value bits; a continuation also takes those of the bytes before it, up to
+      // the lead, each six bits further up.
+      const uint8x16_t cont1 = vandq_u8(cont, vextq_u8(prev_cont, cont, 15));
+      const uint8x16_t cont2 = vandq_u8(cont1, vextq_u8(prev_cont, cont, 14));
+      const uint8x16_t up1 = vandq_u8(vextq_u8(prev_bits, bits, 15), cont);
+      const uint8x16_t up2 = vandq_u8(vextq_u8(prev_bits, bits, 14), cont1);
+      const uint8x16_t up3 = vandq_u8(vextq_u8(prev_bits, bits, 13), cont2);
+      const uint8x16_t byte0 = vorrq_u8(bits, vshlq_n_u8(up1, 6));
+      const uint8x16_t byte1 = vsliq_n_u8(vshrq_n_u8(up1, 2), up2, 4);
+      const uint8x16_t byte2 = vsliq_n_u8(vshrq_n_u8(up2, 4), up3, 2);
+      const uint8x16_t ends = vbicq_u8(bit_of_lane, vextq_u8(cont, next_cont, 1));
+      uint8x16_t masks = vpaddq_u8(ends, ends);
+      masks = vpaddq_u8(masks, masks);
+      masks = vpaddq_u8(masks, masks);
+      const unsigned both = vgetq_lane_u16(vreinterpretq_u16_u8(masks), 0);
+      const unsigned low = both & 0xFF, high_half = both >> 8;
+      const std::size_t low_count = kEndGather.count[low];
+      const std::size_t count = low_count + kEndGather.count[high_half];
+      if (kFill) {
+        const uint8x8_t from_low = vld1_u8(kEndGather.lanes[0][low]);
+        const uint8x8_t from_high = vld1_u8(kEndGather.lanes[1][high_half]);
+        if (limit - w >= 16) {
+          // The low half's window is then covered by the high half's, which keeps the elements
+          // past its values as they were.
+          unsigned char* const at = o + 4 * (w + low_count);
+          const uint8x8x4_t old = vld4_u8(at);  // before the low half lands on part of it
+          vst4_u8(o + 4 * w, (uint8x8x4_t{{vqtbl1_u8(byte0, from_low), vqtbl1_u8(byte1, from_low),
+                                           vqtbl1_u8(byte2, from_low), vget_low_u8(zero)}}));
+          const uint8x8_t fresh = vclt_u8(lane, vdup_n_u8(kEndGather.count[high_half]));
+          vst4_u8(at, (uint8x8x4_t{{vbsl_u8(fresh, vqtbl1_u8(byte0, from_high), old.val[0]),
+                                    vbsl_u8(fresh, vqtbl1_u8(byte1, from_high), old.val[1]),
+                                    vbsl_u8(fresh, vqtbl1_u8(byte2, from_high), old.val[2]),
+                                    vbic_u8(old.val[3], fresh)}}));
+        } else {
+          if (count > limit - w) return {BeforeOpenSequence(p, i), w};
+          const uint8x16_t from = vcombine_u8(from_low, from_high);
+          unsigned char staged[4 * 16];
+          vst4q_u8(staged, (uint8x16x4_t{{vqtbl1q_u8(byte0, from), vqtbl1q_u8(byte1, from),
+                                          vqtbl1q_u8(byte2, from), zero}}));
+          std::memcpy(o + 4 * w, staged, 4 * low_count);
+          std::memcpy(o + 4 * (w + low_count), staged + 4 * 8, 4 * (count - low_count));
+        }
+      }
+      w += count;
+      i += 16;
+      prev_bits = bits;
+      prev_cont = cont;
+      cur = next;
+      high = next_high;
+      cont = next_cont;
+      bits = vandq_u8(cur, vqtbl1q_u8(value_mask, high));
+      // An ASCII block closes every sequence before it: back to the ASCII steps.
+      if (vmaxvq_u8(cur) < 0x80) break;
+    }
   }
-  return {BeforeOpenSequence(p, i, open), w};
 }
 
 DecodeStep NeonDecode(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
                       unsigned options) {
-  return (options & kDecodeStopAtBom) != 0 ? NeonDecodeWith<true>(p, n, out, room, options)
-                                           : NeonDecodeWith<false>(p, n, out, room, options);
+  if (out == nullptr) {
+    return (options & kDecodeStopAtBom) != 0
+               ? NeonDecodeWith<true, false>(p, n, out, room, options)
+               : NeonDecodeWith<false, false>(p, n, out, room, options);
+  }
+  return (options & kDecodeStopAtBom) != 0 ? NeonDecodeWith<true, true>(p, n, out, room, options)
+                                           : NeonDecodeWith<false, true>(p, n, out, room, options);
 }
 
 }  // namespace
