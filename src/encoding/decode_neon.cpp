@@ -98,29 +98,39 @@ std::size_t BeforeOpenSequence(const unsigned char* p, std::size_t i) {
   return i;
 }
 
+bool Ascii(const uint8x16x4_t& v) {
+  return vmaxvq_u8(vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]))) < 0x80;
+}
+
 // 64 bytes a step: one test for ASCII, else four blocks checked and their faults tested at once.
 // A block that ends in an open sequence is a fault when ASCII follows.
 std::size_t NeonValidPrefix(const unsigned char* p, std::size_t n) {
   const Checker check;
-  const uint8x16_t open_floor = vld1q_u8(kOpenFloor);
   uint8x16_t prev = vdupq_n_u8(0);
-  uint8x16_t open = prev;
   std::size_t i = 0;
-  for (; n - i >= 64; i += 64) {
-    const uint8x16x4_t v = vld1q_u8_x4(p + i);
-    const uint8x16_t any = vorrq_u8(vorrq_u8(v.val[0], v.val[1]), vorrq_u8(v.val[2], v.val[3]));
-    uint8x16_t faults = open;
-    if (vmaxvq_u8(any) < 0x80) {
-      open = vdupq_n_u8(0);
-    } else {
-      faults = vorrq_u8(vorrq_u8(check.Faults(v.val[0], vshrq_n_u8(v.val[0], 4), prev),
-                                 check.Faults(v.val[1], vshrq_n_u8(v.val[1], 4), v.val[0])),
-                        vorrq_u8(check.Faults(v.val[2], vshrq_n_u8(v.val[2], 4), v.val[1]),
-                                 check.Faults(v.val[3], vshrq_n_u8(v.val[3], 4), v.val[2])));
-      open = vcgeq_u8(v.val[3], open_floor);
+  while (n - i >= 64) {
+    if (Ascii(vld1q_u8_x4(p + i))) {
+      i += 64;
+      continue;
     }
-    if (Any(faults)) return BeforeOpenSequence(p, i);
-    prev = v.val[3];
+    prev = vdupq_n_u8(0);  // what ASCII leaves
+    do {
+      const uint8x16x4_t v = vld1q_u8_x4(p + i);
+      if (Ascii(v)) {
+        if (Any(vcgeq_u8(prev, vld1q_u8(kOpenFloor)))) return BeforeOpenSequence(p, i);
+        prev = vdupq_n_u8(0);
+        i += 64;
+        break;
+      }
+      const uint8x16_t faults =
+          vorrq_u8(vorrq_u8(check.Faults(v.val[0], vshrq_n_u8(v.val[0], 4), prev),
+                            check.Faults(v.val[1], vshrq_n_u8(v.val[1], 4), v.val[0])),
+                   vorrq_u8(check.Faults(v.val[2], vshrq_n_u8(v.val[2], 4), v.val[1]),
+                            check.Faults(v.val[3], vshrq_n_u8(v.val[3], 4), v.val[2])));
+      if (Any(faults)) return BeforeOpenSequence(p, i);
+      i += 64;
+      prev = v.val[3];
+    } while (n - i >= 64);
   }
   for (; n - i >= 16; i += 16) {
     const uint8x16_t v = vld1q_u8(p + i);
