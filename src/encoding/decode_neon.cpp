@@ -69,6 +69,11 @@ struct Checker {
   }
 };
 
+// Lanes of bytes 80..BF.
+uint8x16_t Continuations(uint8x16_t v) {
+  return vcltq_s8(vreinterpretq_s8_u8(v), vdupq_n_s8(-64));
+}
+
 bool Any(uint8x16_t v) {
   return vmaxvq_u8(v) != 0;
 }
@@ -169,6 +174,73 @@ DecodeStep NeonDecodeWith(const unsigned char* p, std::size_t n, wchar_t* out, s
   };
   std::size_t i = 0;
   std::size_t w = 0;
+  // The values that end in the block whose value bits and continuation lanes are `bits` and
+  // `cont`, after the block of `prev_bits` and `prev_cont` and before one whose continuation lanes
+  // are `next_cont`: a sequence ends where no continuation follows.
+  struct Ends {
+    uint8x16_t byte0, byte1, byte2;  // the 21-bit values that end in each lane, by byte
+    unsigned low, high;              // where they end, in each half of the block
+    std::size_t low_count, count;
+  };
+  const auto ends_of = [&](uint8x16_t prev_bits, uint8x16_t prev_cont, uint8x16_t bits,
+                           uint8x16_t cont, uint8x16_t next_cont) {
+    // Each byte's value bits; a continuation also takes those of the bytes before it, up to the
+    // lead, each six bits further up.
+    const uint8x16_t cont1 = vandq_u8(cont, vextq_u8(prev_cont, cont, 15));
+    const uint8x16_t cont2 = vandq_u8(cont1, vextq_u8(prev_cont, cont, 14));
+    const uint8x16_t up1 = vandq_u8(vextq_u8(prev_bits, bits, 15), cont);
+    const uint8x16_t up2 = vandq_u8(vextq_u8(prev_bits, bits, 14), cont1);
+    const uint8x16_t up3 = vandq_u8(vextq_u8(prev_bits, bits, 13), cont2);
+    Ends e;
+    e.byte0 = vorrq_u8(bits, vshlq_n_u8(up1, 6));
+    e.byte1 = vsliq_n_u8(vshrq_n_u8(up1, 2), up2, 4);
+    e.byte2 = vsliq_n_u8(vshrq_n_u8(up2, 4), up3, 2);
+    const uint8x16_t ends = vbicq_u8(bit_of_lane, vextq_u8(cont, next_cont, 1));
+    uint8x16_t masks = vpaddq_u8(ends, ends);
+    masks = vpaddq_u8(masks, masks);
+    masks = vpaddq_u8(masks, masks);
+    const unsigned both = vgetq_lane_u16(vreinterpretq_u16_u8(masks), 0);
+    e.low = both & 0xFF;
+    e.high = both >> 8;
+    e.low_count = kEndGather.count[e.low];
+    e.count = e.low_count + kEndGather.count[e.high];
+    return e;
+  };
+  const auto half = [](const Ends& e, uint8x8_t from) {
+    return uint8x8x4_t{{vqtbl1_u8(e.byte0, from), vqtbl1_u8(e.byte1, from),
+                        vqtbl1_u8(e.byte2, from), vdup_n_u8(0)}};
+  };
+  // Stores the values at w in two windows of eight, the low half's covered by the high half's;
+  // past the values, the high half's window is left for later stores.
+  const auto put_whole = [&](const Ends& e) {
+    vst4_u8(o + 4 * w, half(e, vld1_u8(kEndGather.lanes[0][e.low])));
+    vst4_u8(o + 4 * (w + e.low_count), half(e, vld1_u8(kEndGather.lanes[1][e.high])));
+    w += e.count;
+  };
+  // As above, the high half's window keeping `old` (what was there before) past the values.
+  const auto put_last = [&](const Ends& e, const uint8x8x4_t& old) {
+    vst4_u8(o + 4 * w, half(e, vld1_u8(kEndGather.lanes[0][e.low])));
+    const uint8x8x4_t fresh = half(e, vld1_u8(kEndGather.lanes[1][e.high]));
+    const uint8x8_t is_fresh = vclt_u8(lane, vdup_n_u8(kEndGather.count[e.high]));
+    vst4_u8(o + 4 * (w + e.low_count), (uint8x8x4_t{{vbsl_u8(is_fresh, fresh.val[0], old.val[0]),
+                                                     vbsl_u8(is_fresh, fresh.val[1], old.val[1]),
+                                                     vbsl_u8(is_fresh, fresh.val[2], old.val[2]),
+                                                     vbic_u8(old.val[3], is_fresh)}}));
+    w += e.count;
+  };
+  // Where fewer than 16 elements of room are left: through a buffer of our own, if they fit.
+  const auto put_staged = [&](const Ends& e) {
+    if (e.count > limit - w) return false;
+    const uint8x16_t from =
+        vcombine_u8(vld1_u8(kEndGather.lanes[0][e.low]), vld1_u8(kEndGather.lanes[1][e.high]));
+    unsigned char staged[4 * 16];
+    vst4q_u8(staged, (uint8x16x4_t{{vqtbl1q_u8(e.byte0, from), vqtbl1q_u8(e.byte1, from),
+                                    vqtbl1q_u8(e.byte2, from), zero}}));
+    std::memcpy(o + 4 * w, staged, 4 * e.low_count);
+    std::memcpy(o + 4 * (w + e.low_count), staged + 4 * 8, 4 * (e.count - e.low_count));
+    w += e.count;
+    return true;
+  };
   for (;;) {
     // ASCII, where no sequence is open.
     while (n - i >= 64 && limit - w >= 64) {
@@ -186,69 +258,63 @@ DecodeStep NeonDecodeWith(const unsigned char* p, std::size_t n, wchar_t* out, s
     }
     if (n - i < 32) return {i, w};
     uint8x16_t cur = vld1q_u8(p + i);
-    uint8x16_t high = vshrq_n_u8(cur, 4);
+    const uint8x16_t high = vshrq_n_u8(cur, 4);
     if (Any(faults_of(cur, high, zero))) return {i, w};
     uint8x16_t bits = vandq_u8(cur, vqtbl1q_u8(value_mask, high));
-    uint8x16_t cont = vcltq_s8(vreinterpretq_s8_u8(cur), vdupq_n_s8(-64));
+    uint8x16_t cont = Continuations(cur);
     uint8x16_t prev_bits = zero, prev_cont = zero;
     for (;;) {
+      // Two blocks a step where both are checked; the first one's windows are then covered by
+      // the second one's stores.
+      if (n - i >= 48 && limit - w >= 32) {
+        const uint8x16_t next = vld1q_u8(p + i + 16);
+        const uint8x16_t next_high = vshrq_n_u8(next, 4);
+        const uint8x16_t after = vld1q_u8(p + i + 32);
+        const uint8x16_t after_high = vshrq_n_u8(after, 4);
+        if (!Any(vorrq_u8(faults_of(next, next_high, cur), faults_of(after, after_high, next)))) {
+          const uint8x16_t next_bits = vandq_u8(next, vqtbl1q_u8(value_mask, next_high));
+          const uint8x16_t next_cont = Continuations(next);
+          const uint8x16_t after_cont = Continuations(after);
+          const Ends first = ends_of(prev_bits, prev_cont, bits, cont, next_cont);
+          const Ends second = ends_of(bits, cont, next_bits, next_cont, after_cont);
+          if (kFill) {
+            // Loaded before either block lands on part of it.
+            const uint8x8x4_t old = vld4_u8(o + 4 * (w + first.count + second.low_count));
+            put_whole(first);
+            put_last(second, old);
+          } else {
+            w += first.count + second.count;
+          }
+          i += 32;
+          prev_bits = next_bits;
+          prev_cont = next_cont;
+          cur = after;
+          cont = after_cont;
+          bits = vandq_u8(cur, vqtbl1q_u8(value_mask, after_high));
+          // An ASCII block closes every sequence before it: back to the ASCII steps.
+          if (vmaxvq_u8(cur) < 0x80) break;
+          continue;
+        }
+      }
       if (n - i < 32) return {BeforeOpenSequence(p, i), w};
       const uint8x16_t next = vld1q_u8(p + i + 16);
       const uint8x16_t next_high = vshrq_n_u8(next, 4);
       if (Any(faults_of(next, next_high, cur))) return {BeforeOpenSequence(p, i), w};
-      const uint8x16_t next_cont = vcltq_s8(vreinterpretq_s8_u8(next), vdupq_n_s8(-64));
-      // Each byte's value bits; a continuation also takes those of the bytes before it, up to
-      // the lead, each six bits further up.
-      const uint8x16_t cont1 = vandq_u8(cont, vextq_u8(prev_cont, cont, 15));
-      const uint8x16_t cont2 = vandq_u8(cont1, vextq_u8(prev_cont, cont, 14));
-      const uint8x16_t up1 = vandq_u8(vextq_u8(prev_bits, bits, 15), cont);
-      const uint8x16_t up2 = vandq_u8(vextq_u8(prev_bits, bits, 14), cont1);
-      const uint8x16_t up3 = vandq_u8(vextq_u8(prev_bits, bits, 13), cont2);
-      const uint8x16_t byte0 = vorrq_u8(bits, vshlq_n_u8(up1, 6));
-      const uint8x16_t byte1 = vsliq_n_u8(vshrq_n_u8(up1, 2), up2, 4);
-      const uint8x16_t byte2 = vsliq_n_u8(vshrq_n_u8(up2, 4), up3, 2);
-      const uint8x16_t ends = vbicq_u8(bit_of_lane, vextq_u8(cont, next_cont, 1));
-      uint8x16_t masks = vpaddq_u8(ends, ends);
-      masks = vpaddq_u8(masks, masks);
-      masks = vpaddq_u8(masks, masks);
-      const unsigned both = vgetq_lane_u16(vreinterpretq_u16_u8(masks), 0);
-      const unsigned low = both & 0xFF, high_half = both >> 8;
-      const std::size_t low_count = kEndGather.count[low];
-      const std::size_t count = low_count + kEndGather.count[high_half];
-      if (kFill) {
-        const uint8x8_t from_low = vld1_u8(kEndGather.lanes[0][low]);
-        const uint8x8_t from_high = vld1_u8(kEndGather.lanes[1][high_half]);
-        if (limit - w >= 16) {
-          // The low half's window is then covered by the high half's, which keeps the elements
-          // past its values as they were.
-          unsigned char* const at = o + 4 * (w + low_count);
-          const uint8x8x4_t old = vld4_u8(at);  // before the low half lands on part of it
-          vst4_u8(o + 4 * w, (uint8x8x4_t{{vqtbl1_u8(byte0, from_low), vqtbl1_u8(byte1, from_low),
-                                           vqtbl1_u8(byte2, from_low), vget_low_u8(zero)}}));
-          const uint8x8_t fresh = vclt_u8(lane, vdup_n_u8(kEndGather.count[high_half]));
-          vst4_u8(at, (uint8x8x4_t{{vbsl_u8(fresh, vqtbl1_u8(byte0, from_high), old.val[0]),
-                                    vbsl_u8(fresh, vqtbl1_u8(byte1, from_high), old.val[1]),
-                                    vbsl_u8(fresh, vqtbl1_u8(byte2, from_high), old.val[2]),
-                                    vbic_u8(old.val[3], fresh)}}));
-        } else {
-          if (count > limit - w) return {BeforeOpenSequence(p, i), w};
-          const uint8x16_t from = vcombine_u8(from_low, from_high);
-          unsigned char staged[4 * 16];
-          vst4q_u8(staged, (uint8x16x4_t{{vqtbl1q_u8(byte0, from), vqtbl1q_u8(byte1, from),
-                                          vqtbl1q_u8(byte2, from), zero}}));
-          std::memcpy(o + 4 * w, staged, 4 * low_count);
-          std::memcpy(o + 4 * (w + low_count), staged + 4 * 8, 4 * (count - low_count));
-        }
+      const uint8x16_t next_cont = Continuations(next);
+      const Ends e = ends_of(prev_bits, prev_cont, bits, cont, next_cont);
+      if (!kFill) {
+        w += e.count;
+      } else if (limit - w >= 16) {
+        put_last(e, vld4_u8(o + 4 * (w + e.low_count)));
+      } else if (!put_staged(e)) {
+        return {BeforeOpenSequence(p, i), w};
       }
-      w += count;
       i += 16;
       prev_bits = bits;
       prev_cont = cont;
       cur = next;
-      high = next_high;
       cont = next_cont;
-      bits = vandq_u8(cur, vqtbl1q_u8(value_mask, high));
-      // An ASCII block closes every sequence before it: back to the ASCII steps.
+      bits = vandq_u8(cur, vqtbl1q_u8(value_mask, next_high));
       if (vmaxvq_u8(cur) < 0x80) break;
     }
   }

@@ -201,11 +201,14 @@ std::size_t NeonEncode(const wchar_t* p, std::size_t n, unsigned char* out, std:
       two_byte(halves(c.val[2], c.val[3]), true);
     } else if (top < 0xFFFF) {  // 1..FFFF: within every rule's largest
       const uint16x8_t low = halves(c.val[0], c.val[1]), high = halves(c.val[2], c.val[3]);
-      const uint16x8_t refused =
-          vorrq_u16(vorrq_u16(vceqq_u16(vandq_u16(low, vdupq_n_u16(0xF800)), surrogate_tag),
-                              vceqq_u16(vandq_u16(high, vdupq_n_u16(0xF800)), surrogate_tag)),
-                    vorrq_u16(vceqq_u16(low, excluded), vceqq_u16(high, excluded)));
-      if (vmaxvq_u16(refused) != 0) break;
+      // Below the surrogates (most of the plane's scripts) nothing else is refused.
+      if (top >= 0xD7FF) {
+        const uint16x8_t refused =
+            vorrq_u16(vorrq_u16(vceqq_u16(vandq_u16(low, vdupq_n_u16(0xF800)), surrogate_tag),
+                                vceqq_u16(vandq_u16(high, vdupq_n_u16(0xF800)), surrogate_tag)),
+                      vorrq_u16(vceqq_u16(low, excluded), vceqq_u16(high, excluded)));
+        if (vmaxvq_u16(refused) != 0) break;
+      }
       bmp(low, false);
       bmp(high, true);
     } else {
