@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::size_t measured = 0;
   Run(rule, copy.get(), len, 0, flags, measured);
   const bool is_utf8 = qor::internal::IsUtf8StringWith(rule, bytes, len);
-  for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512}) {
+  for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon}) {
     const DecodeKernels* k = DecodeKernelsFor(isa);
     if (k == nullptr) continue;
     std::size_t got = 0;

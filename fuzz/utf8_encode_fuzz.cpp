@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const EncodeKernels& scalar = *qor::internal::EncodeKernelsFor(Isa::kScalar);
   const PlainRule rules[] = {{0x10FFFF, 0xD800, 0}, {0x10FFFF, 0xD800, 0xFEFF}, {0xFFFF, 1, 0}};
-  for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512}) {
+  for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon}) {
     const EncodeKernels* k = qor::internal::EncodeKernelsFor(isa);
     if (k == nullptr) continue;
     for (const PlainRule& rule : rules) {

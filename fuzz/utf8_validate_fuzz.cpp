@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t standard = FindInvalidWith(rule, p, n, true);
     const std::size_t codec = FindInvalidWith(rule, p, n, false);
     const bool utf8 = IsUtf8TextWith(rule, decode, p, n);
-    for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512}) {
+    for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon}) {
       const ValidateKernels* k = ValidateKernelsFor(isa);
       if (k == nullptr) continue;
       Check(FindInvalidWith(*k, p, n, true) == standard, "string_utf8_find_invalid, standard");

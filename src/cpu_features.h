@@ -7,15 +7,17 @@
 namespace qor {
 namespace internal {
 
-// Kernel levels, lowest first. kScalar is the portable code every build carries; the others exist
-// only in x86-64 builds with the kernels enabled (QORSTL_X86_KERNELS).
-enum class Isa { kScalar, kSse2, kAvx2, kAvx512 };
+// Kernel levels, lowest first. kScalar is the portable code every build carries; the x86 levels
+// exist only in x86-64 builds with the kernels enabled (QORSTL_X86_KERNELS), kNeon only in aarch64
+// builds with them (QORSTL_NEON_KERNELS). The levels of one architecture nest.
+enum class Isa { kScalar, kSse2, kAvx2, kAvx512, kNeon };
 
 constexpr const char* IsaName(Isa isa) {
-  return isa == Isa::kScalar ? "scalar"
-         : isa == Isa::kSse2 ? "sse2"
-         : isa == Isa::kAvx2 ? "avx2"
-                             : "avx512";
+  return isa == Isa::kScalar   ? "scalar"
+         : isa == Isa::kSse2   ? "sse2"
+         : isa == Isa::kAvx2   ? "avx2"
+         : isa == Isa::kAvx512 ? "avx512"
+                               : "neon";
 }
 
 // True when this build carries kernels for `isa` and this CPU (and its operating system) runs
@@ -36,8 +38,13 @@ inline bool CpuRuns(Isa isa) {
              __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
              __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vbmi") &&
              __builtin_cpu_supports("avx512vbmi2");
+    case Isa::kNeon:
+      return false;
   }
   return false;
+#elif defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+  // NEON is part of the aarch64 baseline: every such CPU runs it.
+  return isa == Isa::kScalar || isa == Isa::kNeon;
 #else
   return isa == Isa::kScalar;
 #endif
@@ -45,6 +52,7 @@ inline bool CpuRuns(Isa isa) {
 
 // The highest level this build carries and this CPU runs.
 inline Isa BestIsa() {
+  if (CpuRuns(Isa::kNeon)) return Isa::kNeon;
   if (CpuRuns(Isa::kAvx512)) return Isa::kAvx512;
   if (CpuRuns(Isa::kAvx2)) return Isa::kAvx2;
   if (CpuRuns(Isa::kSse2)) return Isa::kSse2;

@@ -12,6 +12,9 @@ extern const DecodeKernels kSse2DecodeKernels;
 extern const DecodeKernels kAvx2DecodeKernels;
 extern const DecodeKernels kAvx512DecodeKernels;
 #endif
+#if defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+extern const DecodeKernels kNeonDecodeKernels;
+#endif
 
 namespace {
 
@@ -60,6 +63,10 @@ const DecodeKernels* DecodeKernelsFor(Isa isa) {
       return &kAvx2DecodeKernels;
     case Isa::kAvx512:
       return &kAvx512DecodeKernels;
+#endif
+#if defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+    case Isa::kNeon:
+      return &kNeonDecodeKernels;
 #endif
     default:
       return nullptr;

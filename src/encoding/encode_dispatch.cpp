@@ -8,6 +8,7 @@ namespace internal {
 extern const EncodeKernels kEncodeSse2;
 extern const EncodeKernels kEncodeAvx2;
 extern const EncodeKernels kEncodeAvx512;
+extern const EncodeKernels kEncodeNeon;  // aarch64 builds with the kernels enabled
 
 namespace {
 
@@ -26,6 +27,10 @@ const EncodeKernels* EncodeKernelsFor(Isa isa) {
       return &kEncodeAvx2;
     case Isa::kAvx512:
       return &kEncodeAvx512;
+#endif
+#if defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+    case Isa::kNeon:
+      return &kEncodeNeon;
 #endif
     default:
       return isa == Isa::kScalar ? &kEncodeScalar : nullptr;

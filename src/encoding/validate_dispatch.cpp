@@ -12,6 +12,9 @@ namespace internal {
 extern const ValidateKernels kValidateAvx2;
 extern const ValidateKernels kValidateAvx512;
 #endif
+#if defined(QORSTL_NEON_KERNELS)
+extern const DecodeKernels kNeonDecodeKernels;
+#endif
 
 namespace {
 
@@ -60,6 +63,23 @@ std::size_t Sse2Ascii(const unsigned char* p, std::size_t n) {
 constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, StandardPrefixByRule<Sse2Ascii>};
 #endif
 
+#if defined(QORSTL_NEON_KERNELS)
+// The decoder's NEON check settles whole blocks; the rule finishes the tail, or finds the byte at
+// fault in the block it refused, and a second NEON pass tells whether the text leaves ASCII.
+std::size_t NeonStandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
+  std::size_t i = kNeonDecodeKernels.valid_prefix(p, n);
+  while (i < n) {
+    const unsigned length = StandardSequence(p + i, n - i);
+    if (length == 0) return i;
+    i += length;
+  }
+  high = kNeonDecodeKernels.ascii_prefix(p, n) != n;
+  return n;
+}
+
+const ValidateKernels kValidateNeon = {Isa::kNeon, NeonStandardPrefix};
+#endif
+
 }  // namespace
 
 const ValidateKernels* ValidateKernelsFor(Isa isa) {
@@ -74,6 +94,10 @@ const ValidateKernels* ValidateKernelsFor(Isa isa) {
       return &kValidateAvx2;
     case Isa::kAvx512:
       return &kValidateAvx512;
+#endif
+#if defined(QORSTL_NEON_KERNELS)
+    case Isa::kNeon:
+      return &kValidateNeon;
 #endif
     default:
       return nullptr;

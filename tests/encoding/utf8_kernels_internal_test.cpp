@@ -20,11 +20,15 @@ using namespace qor::internal;
 using qor_test::Form;
 using qor_test::Units;
 
+#if defined(__aarch64__)
+constexpr Isa kLevels[] = {Isa::kScalar, Isa::kNeon};
+#else
 constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512};
+#endif
 constexpr wchar_t kGuard = 0x5A5A5A;
 
-// Every level up to the best one runs, none above it: kernels are picked by the best level, and
-// the tests run every level below it too, so the levels must nest.
+// Every level of this architecture up to the best one runs, none above it: kernels are picked by
+// the best level, and the tests run every level below it too, so the levels must nest.
 TEST(CpuFeatures, LevelsNestUpToTheBestAndTheBestIsPicked) {
   for (Isa isa : kLevels) {
     EXPECT_EQ(CpuRuns(isa), isa <= BestIsa()) << IsaName(isa);

@@ -16,7 +16,7 @@ namespace {
 
 using namespace qor::internal;
 
-constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512};
+constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon};
 
 // The 31-bit layout by bit patterns (every lead followed by the continuations its one bits
 // announce, none cut short), with at least one byte of 0x80 or above.
