@@ -17,8 +17,6 @@
 namespace qor {
 namespace internal {
 
-constexpr std::size_t kNotFound = std::string::npos;
-
 MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t from,
                         const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
                         MultiHit best) {
@@ -53,7 +51,7 @@ using internal::MultiGoal;
 using internal::MultiHit;
 using internal::Needle;
 
-constexpr std::size_t kNotFound = std::string::npos;
+using internal::kNotFound;
 constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 // The unsigned 32-bit index names entries 0 to 2^32 - 2 and still reports a miss by their count;
@@ -144,7 +142,7 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
   const auto try_chain = [&](std::uint16_t entry, std::size_t pos, std::uint32_t word, bool keyed) {
     for (; entry != kNoNeedle && entry < active; entry = filter.next[entry]) {
       const Needle& needle = needles[entry];
-      work += internal::kMultiCandidateCost;
+      work += internal::kCandidateCost;
       if (keyed && filter.key[entry] != word) continue;
       work += needle.size;
       if (!MatchesAt(text, size, pos, needle)) continue;
@@ -175,7 +173,7 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
     const std::uint16_t short_entry = filter.has_short ? filter.short_head[text[pos]] : kNoNeedle;
     // Both chains empty: the common case, one test.
     if ((long_entry & short_entry) == kNoNeedle) continue;
-    if (work > 2 * pos + internal::kMultiWorkSlack) {
+    if (internal::OverWorkBudget(work, pos)) {
       // No needle of interest starts before pos.
       if (earliest)
         return internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit);
@@ -198,11 +196,15 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
 
 namespace {
 
+constexpr std::size_t kFilterMinText = 64;
+
 // One slice: the fastest filter this build and CPU offer, or the plain rule for a single needle.
 MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* needles,
                      std::size_t count, MultiGoal goal, std::size_t limit) {
   if (count == 0) return kNoHit;
-  if (count == 1) {
+  // One pattern, or a text so short that building a filter costs more than reading the text once
+  // per pattern.
+  if (count == 1 || size < kFilterMinText) {
     return internal::FinishOneByOne(text, size, 0, needles, count, goal, limit, kNoHit);
   }
 #if defined(QORSTL_X86_KERNELS)
@@ -255,6 +257,25 @@ std::size_t ListedCount(const std::vector<std::string>& patterns) {
   return std::min(patterns.size(), kMaxListedPatterns);
 }
 
+// Lists up to this long are ordered on the stack, by insertion (which is stable); a longer list
+// takes one heap array and the standard stable sort. The orderings are those of less_len,
+// great_len, the string's less-than and greater, written inline.
+constexpr std::size_t kFewPatterns = 16;
+
+template <typename Before>
+void StableOrder(const std::string** order, std::size_t count, Before before) {
+  if (count > kFewPatterns) {
+    std::stable_sort(order, order + count, before);
+    return;
+  }
+  for (std::size_t i = 1; i < count; ++i) {
+    const std::string* moving = order[i];
+    std::size_t j = i;
+    for (; j > 0 && before(moving, order[j - 1]); --j) order[j] = order[j - 1];
+    order[j] = moving;
+  }
+}
+
 }  // namespace
 
 std::size_t string_seq_find(const std::string& text, const std::vector<std::string>& patterns,
@@ -269,24 +290,30 @@ std::size_t string_seq_find(const std::string& text, const std::vector<std::stri
 
 std::size_t string_find(const std::string& text, const std::vector<std::string>& patterns,
                         unsigned int& index, int mode) {
-  // The order is built over pointers to the caller's entries: the stable sort gives them exactly
+  // The order is built over pointers to the caller's entries: a stable ordering gives them exactly
   // the order it would give copies of the strings, without copying any pattern's bytes.
   const std::size_t count = ListedCount(patterns);
-  std::vector<const std::string*> order(count);
-  for (std::size_t i = 0; i < count; ++i) order[i] = &patterns[i];
   using Ref = const std::string*;
+  Ref few[kFewPatterns];
+  std::vector<Ref> many;
+  Ref* order = few;
+  if (count > kFewPatterns) {
+    many.resize(count);
+    order = many.data();
+  }
+  for (std::size_t i = 0; i < count; ++i) order[i] = &patterns[i];
   switch (mode) {
     case 1:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return less_len(*a, *b); });
+      StableOrder(order, count, [](Ref a, Ref b) { return a->size() < b->size(); });
       break;
     case 2:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return great_len(*a, *b); });
+      StableOrder(order, count, [](Ref a, Ref b) { return a->size() > b->size(); });
       break;
     case 3:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return *a < *b; });
+      StableOrder(order, count, [](Ref a, Ref b) { return *a < *b; });
       break;
     case 4:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return greater(*a, *b); });
+      StableOrder(order, count, [](Ref a, Ref b) { return *a > *b; });
       break;
     default:
       break;
