@@ -4,6 +4,7 @@
 #define QORSTL_SRC_BYTE_SET_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "simd.h"
@@ -13,17 +14,25 @@ namespace internal {
 
 class ByteSet {
  public:
-  explicit ByteSet(const std::string& chars) {
-    for (char c : chars) {
-      const auto b = static_cast<unsigned char>(c);
-      if (member_[b]) continue;
-      member_[b] = true;
+  // The members are the bytes of `chars`. Only those bytes are looked at: the set is a 256-bit
+  // map, cleared in four words, so a short call pays for its set's bytes and no more.
+  explicit ByteSet(const std::string& chars)
+      : ByteSet(reinterpret_cast<const unsigned char*>(chars.data()), chars.size()) {}
+
+  ByteSet(const unsigned char* bytes, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const unsigned char b = bytes[i];
+      if (Contains(static_cast<char>(b))) continue;
+      member_[b >> 6] |= std::uint64_t{1} << (b & 63);
       if (distinct_ < kVectorMembers) few_[distinct_] = b;
       ++distinct_;
     }
   }
 
-  bool Contains(char c) const { return member_[static_cast<unsigned char>(c)]; }
+  bool Contains(char c) const {
+    const auto b = static_cast<unsigned char>(c);
+    return ((member_[b >> 6] >> (b & 63)) & 1) != 0;
+  }
   bool empty() const { return distinct_ == 0; }
 
   // Calls visit(pos) for each position of text[0, size) whose byte is in the set, in order;
@@ -52,7 +61,7 @@ class ByteSet {
 #endif
     // The plain rule: each byte looked up in the table.
     for (; pos < size; ++pos) {
-      if (member_[static_cast<unsigned char>(text[pos])] && !visit(pos)) return;
+      if (Contains(text[pos]) && !visit(pos)) return;
     }
   }
 
@@ -68,7 +77,7 @@ class ByteSet {
 
  private:
   static constexpr std::size_t kVectorMembers = 6;
-  bool member_[256] = {};
+  std::uint64_t member_[4] = {0, 0, 0, 0};
   unsigned char few_[kVectorMembers] = {};
   std::size_t distinct_ = 0;
 };
