@@ -1,5 +1,5 @@
 // A main() for the benchmark programs that, after the usual output, prints one table per workload:
-// the median rate of each runner in GB/s, its median time per call, and the library's rate as a
+// the median rate of each runner in GB/s, its median CPU time per call, and the library's rate as a
 // ratio of each peer's; below each workload, the library's time over the fastest peer's.
 // Benchmarks are named "<workload>/<runner>", the library's runner being "qor".
 #ifndef QORSTL_BENCH_RATIO_REPORT_H_
@@ -31,7 +31,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
       if (extra != std::string::npos) runner.erase(extra);
       auto& rows = table_[name.substr(0, slash)];
       const double ns =
-          run.GetAdjustedRealTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+          run.GetAdjustedCPUTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
       bool replaced = false;
       for (auto& row : rows) {
         if (row.runner == runner) row = Row{runner, it->second.value, ns}, replaced = true;

@@ -141,7 +141,7 @@ TEST(Search, MatchesModelOnRandomInput) {
 }
 
 // Every text length from 0 to 70 and around the lengths where the searches change paths (a filter
-// over the text from 64 bytes, 32-byte blocks, a byte-by-byte case-insensitive scan up to 256):
+// over texts from 256 bytes, 32-byte blocks, a byte-by-byte case-insensitive scan up to 256):
 // lists of 4 and 16 patterns and the case-insensitive test against their models.
 TEST(Search, ShortTextsAroundPathChanges) {
   std::vector<std::size_t> lengths;
