@@ -103,11 +103,13 @@ inline bool SameBytes(const unsigned char* a, const unsigned char* b, std::size_
   return true;
 }
 
+#if defined(QORSTL_HAVE_SSE2)
 // Starts tested by one vector block.
 constexpr std::size_t kBlockStarts = 16;
 
 // Blocks in a row without the pattern's first byte after which memchr jumps to its next occurrence.
 constexpr unsigned kBlocksBeforeMemchr = 4;
+#endif
 
 }  // namespace
 
