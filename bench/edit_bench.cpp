@@ -34,6 +34,12 @@ const std::string& TenMegabyteText() {
   return text;
 }
 
+// Its first megabyte.
+const std::string& OneMegabyteText() {
+  static const std::string text = TenMegabyteText().substr(0, 1u << 20);
+  return text;
+}
+
 void SetRate(benchmark::State& state, std::size_t bytes) {
   state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(bytes));
 }
@@ -112,9 +118,9 @@ constexpr ReplaceCase kShrink{"ab", "x"};
 
 enum Replacer { kQor, kInPlace, kCopy, kAbseil };
 
-template <const ReplaceCase& kCase, Replacer kHow>
+template <const ReplaceCase& kCase, Replacer kHow, bool kOneMegabyte = false>
 void BM_Replace(benchmark::State& state) {
-  const std::string& source = TenMegabyteText();
+  const std::string& source = kOneMegabyte ? OneMegabyteText() : TenMegabyteText();
   const std::string from = kCase.from, to = kCase.to;
   std::string text;
   for (auto _ : state) {
@@ -144,28 +150,28 @@ void BM_Replace(benchmark::State& state) {
   if (check != text && kHow != kAbseil) state.SkipWithError("wrong result");
   SetRate(state, source.size());
 }
-BENCHMARK(BM_Replace<kGrow, kQor>)->Name("replace_lf_crlf/qor")->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kGrow, kInPlace>)
-    ->Name("replace_lf_crlf/inplace_linear")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kGrow, kCopy>)
-    ->Name("replace_lf_crlf/copy_one_pass")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kShrink, kQor>)->Name("replace_ab_x/qor")->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kShrink, kInPlace>)
-    ->Name("replace_ab_x/inplace_linear")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kShrink, kCopy>)
-    ->Name("replace_ab_x/copy_one_pass")
-    ->Unit(benchmark::kMillisecond);
+// The same cases on 10 MiB and on 1 MiB.
+#define QOR_REPLACE_BENCH(name, kCase, one)                                                  \
+  BENCHMARK(BM_Replace<kCase, kQor, one>)->Name(name "/qor")->Unit(benchmark::kMillisecond); \
+  BENCHMARK(BM_Replace<kCase, kInPlace, one>)                                                \
+      ->Name(name "/inplace_linear")                                                         \
+      ->Unit(benchmark::kMillisecond);                                                       \
+  BENCHMARK(BM_Replace<kCase, kCopy, one>)                                                   \
+      ->Name(name "/copy_one_pass")                                                          \
+      ->Unit(benchmark::kMillisecond);                                                       \
+  QOR_REPLACE_ABSEIL(name, kCase, one)
 #if defined(QORSTL_HAVE_ABSEIL)
-BENCHMARK(BM_Replace<kGrow, kAbseil>)
-    ->Name("replace_lf_crlf/absl_StrReplaceAll")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Replace<kShrink, kAbseil>)
-    ->Name("replace_ab_x/absl_StrReplaceAll")
-    ->Unit(benchmark::kMillisecond);
+#define QOR_REPLACE_ABSEIL(name, kCase, one) \
+  BENCHMARK(BM_Replace<kCase, kAbseil, one>) \
+      ->Name(name "/absl_StrReplaceAll")     \
+      ->Unit(benchmark::kMillisecond);
+#else
+#define QOR_REPLACE_ABSEIL(name, kCase, one)
 #endif
+QOR_REPLACE_BENCH("replace_lf_crlf", kGrow, false)
+QOR_REPLACE_BENCH("replace_ab_x", kShrink, false)
+QOR_REPLACE_BENCH("replace_lf_crlf_1M", kGrow, true)
+QOR_REPLACE_BENCH("replace_ab_x_1M", kShrink, true)
 
 // ---- Split -------------------------------------------------------------------------------------
 

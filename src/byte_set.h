@@ -4,6 +4,7 @@
 #define QORSTL_SRC_BYTE_SET_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "simd.h"
@@ -13,18 +14,31 @@ namespace internal {
 
 class ByteSet {
  public:
-  explicit ByteSet(const std::string& chars) {
-    for (char c : chars) {
-      const auto b = static_cast<unsigned char>(c);
-      if (member_[b]) continue;
-      member_[b] = true;
-      if (distinct_ < kVectorMembers) few_[distinct_] = b;
-      ++distinct_;
+  // The members are the bytes of `chars`. Only those bytes are looked at: the set is a 256-bit
+  // map, cleared in four words, so a short call pays for its set's bytes and no more.
+  explicit ByteSet(const std::string& chars)
+      : ByteSet(reinterpret_cast<const unsigned char*>(chars.data()), chars.size()) {}
+
+  ByteSet(const unsigned char* bytes, std::size_t count) {
+    // Four words in registers, each byte's bit selected into its word without a branch or a
+    // round trip through memory.
+    std::uint64_t words[4] = {0, 0, 0, 0};
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::uint64_t bit = std::uint64_t{1} << (bytes[i] & 63);
+      const unsigned word = bytes[i] >> 6;
+      words[0] |= word == 0 ? bit : 0;
+      words[1] |= word == 1 ? bit : 0;
+      words[2] |= word == 2 ? bit : 0;
+      words[3] |= word == 3 ? bit : 0;
     }
+    for (unsigned w = 0; w < 4; ++w) member_[w] = words[w];
   }
 
-  bool Contains(char c) const { return member_[static_cast<unsigned char>(c)]; }
-  bool empty() const { return distinct_ == 0; }
+  bool Contains(char c) const {
+    const auto b = static_cast<unsigned char>(c);
+    return ((member_[b >> 6] >> (b & 63)) & 1) != 0;
+  }
+  bool empty() const { return (member_[0] | member_[1] | member_[2] | member_[3]) == 0; }
 
   // Calls visit(pos) for each position of text[0, size) whose byte is in the set, in order;
   // stops early when visit returns false.
@@ -33,15 +47,17 @@ class ByteSet {
     std::size_t pos = 0;
 #if defined(QORSTL_HAVE_SSE2)
     // Sets of a few bytes: sixteen bytes at a time, one comparison per member. Larger sets and the
-    // last bytes of the text take the table below.
-    if (distinct_ > 0 && distinct_ <= kVectorMembers) {
+    // last bytes of the text take the map below.
+    unsigned char few[kVectorMembers];
+    const std::size_t distinct = Members(few);
+    if (size >= 16 && distinct > 0 && distinct <= kVectorMembers) {
       __m128i members[kVectorMembers];
-      for (std::size_t i = 0; i < distinct_; ++i)
-        members[i] = _mm_set1_epi8(static_cast<char>(few_[i]));
+      for (std::size_t i = 0; i < distinct; ++i)
+        members[i] = _mm_set1_epi8(static_cast<char>(few[i]));
       for (; pos + 16 <= size; pos += 16) {
         const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
         __m128i hits = _mm_cmpeq_epi8(block, members[0]);
-        for (std::size_t i = 1; i < distinct_; ++i)
+        for (std::size_t i = 1; i < distinct; ++i)
           hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, members[i]));
         for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits)); mask != 0;
              mask &= mask - 1) {
@@ -52,7 +68,7 @@ class ByteSet {
 #endif
     // The plain rule: each byte looked up in the table.
     for (; pos < size; ++pos) {
-      if (member_[static_cast<unsigned char>(text[pos])] && !visit(pos)) return;
+      if (Contains(text[pos]) && !visit(pos)) return;
     }
   }
 
@@ -68,9 +84,21 @@ class ByteSet {
 
  private:
   static constexpr std::size_t kVectorMembers = 6;
-  bool member_[256] = {};
-  unsigned char few_[kVectorMembers] = {};
-  std::size_t distinct_ = 0;
+
+  // The number of members; when it is at most kVectorMembers, they are also written to `few`.
+  std::size_t Members(unsigned char* few) const {
+    std::size_t count = 0;
+    for (unsigned word = 0; word < 4; ++word) {
+      for (std::uint64_t bits = member_[word]; bits != 0; bits &= bits - 1, ++count) {
+        if (count < kVectorMembers)
+          few[count] =
+              static_cast<unsigned char>(word * 64 + static_cast<unsigned>(__builtin_ctzll(bits)));
+      }
+    }
+    return count;
+  }
+
+  std::uint64_t member_[4] = {0, 0, 0, 0};
 };
 
 }  // namespace internal

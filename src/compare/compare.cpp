@@ -1,4 +1,5 @@
 // Three-way comparisons on pointers and strings, and the case-insensitive containment test.
+#include <ctype.h>
 #include <strings.h>
 #include <wchar.h>
 
@@ -16,6 +17,8 @@
 namespace qor {
 namespace {
 
+using internal::kNotFound;
+
 int CompareNarrow(const char* a, const char* b, bool case_sensitive) {
   return case_sensitive ? std::strcmp(a, b) : strcasecmp(a, b);
 }
@@ -24,14 +27,34 @@ int CompareWide(const wchar_t* a, const wchar_t* b, bool case_sensitive) {
   return case_sensitive ? std::wcscmp(a, b) : wcscasecmp(a, b);
 }
 
-// Lower-cases the ASCII letters of `s` in place through the locale's tolower. Bytes 0x80 and
-// above stay as they are: they are no characters of their own in a multibyte text, and tolower
-// may not portably be handed the negative value such a byte has as a char.
-void FoldAscii(std::string& s) {
-  for (char& c : s) {
-    if (static_cast<unsigned char>(c) < 0x80) c = static_cast<char>(std::tolower(c));
+// The fold of the containment test: the locale's tolower of the bytes below 0x80, every other byte
+// as it is (they are no characters of their own in a multibyte text, and tolower may not portably
+// be handed the negative value such a byte has as a char). With glibc the locale's own table is
+// read directly, which is what its tolower does; elsewhere each byte goes through tolower.
+class AsciiFold {
+ public:
+#if defined(__GLIBC__)
+  AsciiFold() : lower_(*__ctype_tolower_loc()) {}
+  unsigned char operator()(unsigned char c) const {
+    return c < 0x80 ? static_cast<unsigned char>(lower_[c]) : c;
   }
+
+ private:
+  const std::int32_t* lower_;
+#else
+  unsigned char operator()(unsigned char c) const {
+    return c < 0x80 ? static_cast<unsigned char>(std::tolower(c)) : c;
+  }
+#endif
+};
+
+void FoldAscii(std::string& s, const AsciiFold& fold) {
+  for (char& c : s) c = static_cast<char>(fold(static_cast<unsigned char>(c)));
 }
+
+// Texts up to this long are scanned byte by byte through the fold; longer ones first find the
+// bytes that fold to the part's first byte, which costs a look at the 128 ASCII values.
+constexpr std::size_t kShortText = 256;
 
 }  // namespace
 
@@ -87,43 +110,70 @@ bool string_containsIgnoreCase(const std::string& text, const std::string& part)
   const std::size_t n = text.size();
   const std::size_t m = part.size();
   if (m > n) return false;
-  // The locale's folding of every byte value, looked up as the bytes are compared: nothing is
-  // copied on the way to a match.
-  unsigned char fold[256];
-  for (int c = 0; c < 256; ++c)
-    fold[c] = static_cast<unsigned char>(c < 0x80 ? std::tolower(c) : c);
+  const AsciiFold fold;
   const auto* t = reinterpret_cast<const unsigned char*>(text.data());
-  const auto* p = reinterpret_cast<const unsigned char*>(part.data());
-  // Candidates are the bytes that fold to the part's folded first byte.
-  std::string starts;
-  for (int c = 0; c < 256; ++c) {
-    if (fold[c] == fold[p[0]]) starts += static_cast<char>(c);
+  // The folded part: on the stack when it is short, as the part almost always is.
+  unsigned char short_part[64];
+  std::string long_part;
+  const unsigned char* p = short_part;
+  if (m <= sizeof short_part) {
+    for (std::size_t i = 0; i < m; ++i) short_part[i] = fold(static_cast<unsigned char>(part[i]));
+  } else {
+    long_part = part;
+    FoldAscii(long_part, fold);
+    p = reinterpret_cast<const unsigned char*>(long_part.data());
   }
-  bool found = false;
-  std::size_t dense_from = std::string::npos;
+  // Compares the whole part at a start whose first byte matched; charges the work done, and
+  // returns false once the text proves dense with near-matches.
   std::size_t work = 0;
-  internal::ByteSet(starts).ForEachMember(text.data(), n - m + 1, [&](std::size_t pos) {
-    std::size_t i = 1;
-    while (i < m && fold[t[pos + i]] == fold[p[i]]) ++i;
-    if (i == m) {
-      found = true;
-      return false;
+  bool found = false;
+  const auto matches_at = [&](std::size_t pos) {
+    if (fold(t[pos + m - 1]) == p[m - 1]) {
+      std::size_t i = 1;
+      while (i < m - 1 && fold(t[pos + i]) == p[i]) ++i;
+      if (i >= m - 1) return found = true;
+      work += i;
     }
-    // Dense near-matches: hand the rest to the linear search below.
-    work += i + 4;
-    if (work > 2 * pos + 256) {
-      dense_from = pos;
-      return false;
+    work += internal::kCandidateCost;
+    return false;
+  };
+  const auto dense = [&](std::size_t pos) { return internal::OverWorkBudget(work, pos); };
+
+  std::size_t dense_from = kNotFound;
+  if (n <= kShortText) {
+    for (std::size_t pos = 0; pos + m <= n; ++pos) {
+      if (fold(t[pos]) != p[0]) continue;
+      if (matches_at(pos)) return true;
+      if (dense(pos)) {
+        dense_from = pos;
+        break;
+      }
     }
-    return true;
-  });
-  if (found || dense_from == std::string::npos) return found;
+  } else {
+    // The bytes that fold to the part's first byte: those below 0x80 that the locale maps to it,
+    // and the byte itself.
+    unsigned char starts[129];
+    std::size_t count = 0;
+    for (unsigned c = 0; c < 0x80; ++c) {
+      if (fold(static_cast<unsigned char>(c)) == p[0])
+        starts[count++] = static_cast<unsigned char>(c);
+    }
+    if (p[0] >= 0x80) starts[count++] = p[0];
+    internal::ByteSet(starts, count).ForEachMember(text.data(), n - m + 1, [&](std::size_t pos) {
+      if (matches_at(pos)) return false;
+      if (dense(pos)) {
+        dense_from = pos;
+        return false;
+      }
+      return true;
+    });
+  }
+  if (found || dense_from == kNotFound) return found;
+  // Dense near-matches: fold the rest of the text and search it in linear time.
   std::string folded_text = text.substr(dense_from);
-  std::string folded_part = part;
-  FoldAscii(folded_text);
-  FoldAscii(folded_part);
-  return internal::FindFirst(folded_text.data(), folded_text.size(), folded_part.data(),
-                             folded_part.size()) != std::string::npos;
+  FoldAscii(folded_text, fold);
+  return internal::FindFirst(folded_text.data(), folded_text.size(),
+                             reinterpret_cast<const char*>(p), m) != kNotFound;
 }
 
 }  // namespace qor

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t kNotFound = std::string::npos;
+using qor::internal::kNotFound;
 
 // First occurrence of `pattern` that begins at or after `from` and lies wholly inside
 // text[0, size), or kNotFound; linear in the bytes searched, no allocation.
@@ -200,9 +200,17 @@ std::string& trim_right(std::string& text, const std::string& chars) {
   return text;
 }
 
+// The same bytes as trim_left followed by trim_right: the right end is looked for only among the
+// bytes the left trim keeps.
 std::string& trim_both(std::string& text, const std::string& chars) {
-  trim_left(text, chars);
-  return trim_right(text, chars);
+  if (text.empty() || chars.empty()) return text;
+  const internal::ByteSet set(chars);
+  std::size_t begin = 0, end = text.size();
+  while (begin < end && set.Contains(text[begin])) ++begin;
+  while (end > begin && set.Contains(text[end - 1])) --end;
+  if (end < text.size()) text.erase(end);
+  if (begin > 0) text.erase(0, begin);
+  return text;
 }
 
 }  // namespace qor

@@ -9,14 +9,6 @@ namespace qor {
 namespace internal {
 namespace {
 
-constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
-
-// The scan charges each candidate it stops at, and each full comparison by the pattern's length.
-// Once the charge outgrows twice the distance covered (plus a slack for short texts), the text is
-// dense with near-matches and Two-Way finishes the search in linear time.
-constexpr std::size_t kCandidateCost = 4;
-constexpr std::size_t kWorkSlack = 256;
-
 // Start of the lexicographically greatest suffix of p[0, m) (the smallest one when `reversed`),
 // and that suffix's period in `period`. Linear time (Crochemore-Perrin).
 std::size_t MaximalSuffix(const unsigned char* p, std::size_t m, bool reversed,
@@ -103,6 +95,22 @@ std::size_t TwoWay(const unsigned char* t, std::size_t n, const unsigned char* p
   return kNotFound;
 }
 
+// Whether a[0, len) equals b[0, len): short lengths in place, longer ones through memcmp.
+inline bool SameBytes(const unsigned char* a, const unsigned char* b, std::size_t len) {
+  if (len > 16) return std::memcmp(a, b, len) == 0;
+  for (std::size_t i = 0; i < len; ++i)
+    if (a[i] != b[i]) return false;
+  return true;
+}
+
+#if defined(QORSTL_HAVE_SSE2)
+// Starts tested by one vector block.
+constexpr std::size_t kBlockStarts = 16;
+
+// Blocks in a row without the pattern's first byte after which memchr jumps to its next occurrence.
+constexpr unsigned kBlocksBeforeMemchr = 4;
+#endif
+
 }  // namespace
 
 std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
@@ -118,20 +126,42 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
   std::size_t work = 0;
   std::size_t pos = 0;
 #if defined(QORSTL_HAVE_SSE2)
+  if (m >= 2 && n >= 16 && last_start < kBlockStarts - 1) {
+    // Fewer starts than a block holds, but a block of text to read: one comparison with the first
+    // byte finds every candidate, each then tested in place.
+    const __m128i heads = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)),
+                                         _mm_set1_epi8(static_cast<char>(p[0])));
+    auto candidates = static_cast<unsigned>(_mm_movemask_epi8(heads)) &
+                      ((2u << last_start) - 1);  // the starts 0 to last_start
+    for (; candidates != 0; candidates &= candidates - 1) {
+      const auto at = static_cast<std::size_t>(__builtin_ctz(candidates));
+      if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
+    }
+    return kNotFound;
+  }
+#endif
+#if defined(QORSTL_HAVE_SSE2)
   // Sixteen starts at a time: a start is a candidate only when both the pattern's first and last
   // bytes agree with the text there, which real text rarely allows. Where the first byte is rare
-  // (four blocks in a row without it), memchr jumps to its next occurrence instead. The scalar
-  // loop below takes the last starts, fewer than sixteen.
-  if (m >= 2) {
+  // (the first block, or four in a row, without it), memchr jumps to its next occurrence instead.
+  // The last starts, fewer than sixteen, are taken by one more block that ends at the last start,
+  // its starts already tried masked out.
+  if (m >= 2 && last_start >= kBlockStarts - 1) {
     const __m128i first = _mm_set1_epi8(static_cast<char>(p[0]));
     const __m128i last = _mm_set1_epi8(static_cast<char>(p[m - 1]));
-    unsigned blocks_without_first = 0;
-    while (pos + 15 <= last_start) {
+    unsigned blocks_without_first = kBlocksBeforeMemchr - 1;  // a first block without it jumps
+    while (pos <= last_start) {
+      std::size_t at = pos;
+      unsigned untried = 0xFFFF;
+      if (pos + 15 > last_start) {
+        at = last_start - 15;
+        untried = (0xFFFFu << (pos - at)) & 0xFFFFu;
+      }
       const __m128i heads =
-          _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos)), first);
-      if (_mm_movemask_epi8(heads) == 0) {
-        if (++blocks_without_first < 4) {
-          pos += 16;
+          _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t + at)), first);
+      if ((static_cast<unsigned>(_mm_movemask_epi8(heads)) & untried) == 0) {
+        if (at != pos || ++blocks_without_first < kBlocksBeforeMemchr) {
+          pos = at + 16;
           continue;
         }
         blocks_without_first = 0;
@@ -141,21 +171,22 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
         continue;
       }
       blocks_without_first = 0;
-      const __m128i tails = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + pos + m - 1));
-      auto candidates = static_cast<unsigned>(
-          _mm_movemask_epi8(_mm_and_si128(heads, _mm_cmpeq_epi8(tails, last))));
+      const __m128i tails = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + at + m - 1));
+      auto candidates = untried & static_cast<unsigned>(_mm_movemask_epi8(
+                                      _mm_and_si128(heads, _mm_cmpeq_epi8(tails, last))));
       while (candidates != 0) {
         const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
-        if (std::memcmp(t + pos + offset + 1, p + 1, m - 2) == 0) return pos + offset;
+        if (SameBytes(t + at + offset + 1, p + 1, m - 2)) return at + offset;
         work += m + kCandidateCost;
         candidates &= candidates - 1;
       }
-      pos += 16;
-      if (work > 2 * pos + kWorkSlack) {
+      pos = at + 16;
+      if (pos <= last_start && OverWorkBudget(work, pos)) {
         const std::size_t found = TwoWay(t + pos, n - pos, p, m);
         return found == kNotFound ? kNotFound : pos + found;
       }
     }
+    return kNotFound;
   }
 #endif
 
@@ -166,12 +197,12 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
     if (hit == nullptr) return kNotFound;
     pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
     if (t[pos + m - 1] == p[m - 1]) {
-      if (m <= 2 || std::memcmp(t + pos + 1, p + 1, m - 2) == 0) return pos;
+      if (m <= 2 || SameBytes(t + pos + 1, p + 1, m - 2)) return pos;
       work += m;
     }
     work += kCandidateCost;
     ++pos;
-    if (work > 2 * pos + kWorkSlack) {
+    if (OverWorkBudget(work, pos)) {
       // No occurrence starts before pos; Two-Way finds the first one from there.
       const std::size_t found = TwoWay(t + pos, n - pos, p, m);
       return found == kNotFound ? kNotFound : pos + found;

@@ -9,7 +9,7 @@
 namespace qor {
 namespace {
 
-constexpr std::size_t kNotFound = std::string::npos;
+using qor::internal::kNotFound;
 
 // Position of the first byte of text that belongs to the set `separators` (a non-empty set).
 std::size_t FirstByteOf(const std::string& text, const std::string& separators) {

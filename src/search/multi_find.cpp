@@ -17,8 +17,6 @@
 namespace qor {
 namespace internal {
 
-constexpr std::size_t kNotFound = std::string::npos;
-
 MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t from,
                         const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
                         MultiHit best) {
@@ -53,7 +51,7 @@ using internal::MultiGoal;
 using internal::MultiHit;
 using internal::Needle;
 
-constexpr std::size_t kNotFound = std::string::npos;
+using internal::kNotFound;
 constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 // The unsigned 32-bit index names entries 0 to 2^32 - 2 and still reports a miss by their count;
@@ -144,7 +142,7 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
   const auto try_chain = [&](std::uint16_t entry, std::size_t pos, std::uint32_t word, bool keyed) {
     for (; entry != kNoNeedle && entry < active; entry = filter.next[entry]) {
       const Needle& needle = needles[entry];
-      work += internal::kMultiCandidateCost;
+      work += internal::kCandidateCost;
       if (keyed && filter.key[entry] != word) continue;
       work += needle.size;
       if (!MatchesAt(text, size, pos, needle)) continue;
@@ -175,7 +173,7 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
     const std::uint16_t short_entry = filter.has_short ? filter.short_head[text[pos]] : kNoNeedle;
     // Both chains empty: the common case, one test.
     if ((long_entry & short_entry) == kNoNeedle) continue;
-    if (work > 2 * pos + internal::kMultiWorkSlack) {
+    if (internal::OverWorkBudget(work, pos)) {
       // No needle of interest starts before pos.
       if (earliest)
         return internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit);
@@ -198,6 +196,10 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
 
 namespace {
 
+// Texts shorter than this are searched one pattern at a time: building the filter and ordering the
+// list cost more than reading a short text once per pattern.
+constexpr std::size_t kFilterMinText = 256;
+
 // One slice: the fastest filter this build and CPU offer, or the plain rule for a single needle.
 MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* needles,
                      std::size_t count, MultiGoal goal, std::size_t limit) {
@@ -217,6 +219,24 @@ MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* 
 // Allocates nothing.
 template <typename Entry>
 MultiHit FindAmong(const std::string& text, std::size_t count, Entry entry, MultiGoal goal) {
+  if (text.size() < kFilterMinText) {
+    // A short text: each pattern in rank order, straight to the single search. For kEarliest only
+    // occurrences before the best so far are looked for, and one at 0 ends the search.
+    const char* bytes = text.data();
+    MultiHit best = kNoHit;
+    for (std::size_t r = 0; r < count; ++r) {
+      const std::string& pattern = entry(r);
+      const std::size_t m = pattern.size();
+      if (m > text.size()) continue;
+      const std::size_t reach = best.pos == kNotFound ? text.size() : best.pos - 1 + m;
+      const std::size_t pos =
+          internal::FindFirst(bytes, std::min(reach, text.size()), pattern.data(), m);
+      if (pos == kNotFound) continue;
+      best = MultiHit{pos, r};
+      if (goal == MultiGoal::kLowestRank || pos == 0) break;
+    }
+    return best;
+  }
   // An empty pattern occurs at 0, so nothing ranked after the first one can win.
   std::size_t first_empty = count;
   for (std::size_t r = 0; r < count; ++r) {
@@ -255,6 +275,68 @@ std::size_t ListedCount(const std::vector<std::string>& patterns) {
   return std::min(patterns.size(), kMaxListedPatterns);
 }
 
+// Lists up to this long are ordered on the stack, by insertion (which is stable); a longer list
+// takes one heap array and the standard stable sort. The orderings are those of less_len,
+// great_len, the string's less-than and greater, written inline.
+constexpr std::size_t kFewPatterns = 16;
+
+// The first eight bytes of `s` as a big-endian number, zeros after its end: when two keys differ,
+// the strings order as their keys do; equal keys leave the order to the whole strings.
+std::uint64_t PrefixKey(const std::string& s) {
+  std::uint64_t key = 0;
+  const std::size_t n = std::min<std::size_t>(s.size(), 8);
+  for (std::size_t i = 0; i < n; ++i)
+    key |= std::uint64_t{static_cast<unsigned char>(s[i])} << (56 - 8 * i);
+  return key;
+}
+
+// Orders order[0, count) stably as `mode` says (1 to 4; any other leaves it).
+void OrderByMode(const std::string** order, std::size_t count, int mode) {
+  using Ref = const std::string*;
+  if (mode < 1 || mode > 4) return;
+  if (count > kFewPatterns) {
+    switch (mode) {
+      case 1:
+        std::stable_sort(order, order + count, [](Ref a, Ref b) { return a->size() < b->size(); });
+        break;
+      case 2:
+        std::stable_sort(order, order + count, [](Ref a, Ref b) { return a->size() > b->size(); });
+        break;
+      case 3:
+        std::stable_sort(order, order + count, [](Ref a, Ref b) { return *a < *b; });
+        break;
+      default:
+        std::stable_sort(order, order + count, [](Ref a, Ref b) { return *a > *b; });
+        break;
+    }
+    return;
+  }
+  // Insertion on keys: the length for modes 1 and 2, the prefix for 3 and 4, negated for the
+  // descending modes so that one comparison serves all four.
+  const bool by_length = mode <= 2;
+  const bool descending = mode % 2 == 0;
+  std::uint64_t keys[kFewPatterns];
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint64_t key = by_length ? order[i]->size() : PrefixKey(*order[i]);
+    keys[i] = descending ? ~key : key;
+  }
+  const auto before = [&](std::uint64_t key_a, Ref a, std::uint64_t key_b, Ref b) {
+    if (key_a != key_b || by_length) return key_a < key_b;
+    return descending ? *a > *b : *a < *b;
+  };
+  for (std::size_t i = 1; i < count; ++i) {
+    const Ref moving = order[i];
+    const std::uint64_t key = keys[i];
+    std::size_t j = i;
+    for (; j > 0 && before(key, moving, keys[j - 1], order[j - 1]); --j) {
+      order[j] = order[j - 1];
+      keys[j] = keys[j - 1];
+    }
+    order[j] = moving;
+    keys[j] = key;
+  }
+}
+
 }  // namespace
 
 std::size_t string_seq_find(const std::string& text, const std::vector<std::string>& patterns,
@@ -269,28 +351,51 @@ std::size_t string_seq_find(const std::string& text, const std::vector<std::stri
 
 std::size_t string_find(const std::string& text, const std::vector<std::string>& patterns,
                         unsigned int& index, int mode) {
-  // The order is built over pointers to the caller's entries: the stable sort gives them exactly
+  // The order is built over pointers to the caller's entries: a stable ordering gives them exactly
   // the order it would give copies of the strings, without copying any pattern's bytes.
   const std::size_t count = ListedCount(patterns);
-  std::vector<const std::string*> order(count);
-  for (std::size_t i = 0; i < count; ++i) order[i] = &patterns[i];
-  using Ref = const std::string*;
-  switch (mode) {
-    case 1:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return less_len(*a, *b); });
-      break;
-    case 2:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return great_len(*a, *b); });
-      break;
-    case 3:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return *a < *b; });
-      break;
-    case 4:
-      std::stable_sort(order.begin(), order.end(), [](Ref a, Ref b) { return greater(*a, *b); });
-      break;
-    default:
-      break;
+  if (text.size() < kFilterMinText) {
+    // A short text: every pattern that could still win is searched, in list order, and the
+    // winner is the first of those found in the mode's order, the earliest in the list among
+    // equals, as the stable order of a copy would have it. No order is built.
+    const auto before = [mode](const std::string& a, const std::string& b) {
+      switch (mode) {
+        case 1:
+          return a.size() < b.size();
+        case 2:
+          return a.size() > b.size();
+        case 3:
+          return a < b;
+        case 4:
+          return a > b;
+        default:
+          return false;
+      }
+    };
+    std::size_t winner = count, winner_pos = kNotFound;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string& pattern = patterns[i];
+      if (pattern.size() > text.size()) continue;
+      if (winner < count && !before(pattern, patterns[winner])) continue;
+      const std::size_t pos =
+          internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size());
+      if (pos == kNotFound) continue;
+      winner = i;
+      winner_pos = pos;
+    }
+    index = static_cast<unsigned int>(winner);
+    return winner_pos;
   }
+  using Ref = const std::string*;
+  Ref few[kFewPatterns];
+  std::vector<Ref> many;
+  Ref* order = few;
+  if (count > kFewPatterns) {
+    many.resize(count);
+    order = many.data();
+  }
+  for (std::size_t i = 0; i < count; ++i) order[i] = &patterns[i];
+  OrderByMode(order, count, mode);
 
   const MultiHit hit = FindAmong(
       text, count, [&](std::size_t i) -> const std::string& { return *order[i]; },

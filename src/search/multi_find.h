@@ -6,6 +6,8 @@
 
 #include <cstddef>
 
+#include "find.h"
+
 namespace qor {
 namespace internal {
 
@@ -37,11 +39,8 @@ MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t
                         const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
                         MultiHit best);
 
-// Verification charges: a candidate costs this much plus the bytes compared. Once the charge
-// outgrows twice the distance covered plus the slack, the text is dense with near-matches and the
-// search finishes one pattern at a time, which is linear per pattern.
-constexpr std::size_t kMultiCandidateCost = 4;
-constexpr std::size_t kMultiWorkSlack = 1024;
+// Verification follows the near-match budget of find.h: once it is spent, the search finishes one
+// pattern at a time, which is linear per pattern.
 
 // Needles searched in one pass; a longer list is searched in slices of this many.
 constexpr std::size_t kMultiSliceSize = 256;

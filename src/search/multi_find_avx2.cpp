@@ -14,7 +14,6 @@ namespace internal {
 namespace {
 
 constexpr std::size_t kBuckets = 8;
-constexpr std::size_t kNone = ~std::size_t{0};
 
 // Per fingerprint byte j: the buckets holding a pattern whose byte j has a given low nibble (lo) or
 // high nibble (hi), the 16 entries repeated in both halves for the per-half byte shuffle.
@@ -36,7 +35,7 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
   const __m256i zero = _mm256_setzero_si256();
   const bool earliest = goal == MultiGoal::kEarliest;
   const std::size_t end = limit < size ? limit : size;
-  MultiHit best{kNone, kNone};
+  MultiHit best{kNotFound, kNotFound};
   std::size_t active = count;  // for kLowestRank, the needles still able to improve on `best`
   std::size_t work = 0;
   alignas(32) unsigned char buckets[32];
@@ -55,7 +54,7 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
         ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, zero)));
     if (end - pos < 32) candidates &= (std::uint32_t{1} << (end - pos)) - 1;
     if (candidates == 0) continue;
-    if (work > 2 * pos + kMultiWorkSlack) {
+    if (OverWorkBudget(work, pos)) {
       // No needle of interest starts before pos.
       return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
     }
@@ -70,7 +69,7 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
             bucket_begin[bucket + 1] < active ? bucket_begin[bucket + 1] : active;
         for (std::size_t i = bucket_begin[bucket]; i < stop; ++i) {
           const Needle& needle = needles[i];
-          work += kMultiCandidateCost + needle.size;
+          work += kCandidateCost + needle.size;
           if (needle.size > size - at || std::memcmp(text + at, needle.bytes, needle.size) != 0)
             continue;
           if (earliest) return MultiHit{at, needle.rank};

@@ -2,7 +2,10 @@
 // string_containsIgnoreCase: a table of behaviour per function, and the family against a model over
 // random short texts. The process runs in the "C" locale, where case folding touches only A to Z.
 #include <algorithm>
+#include <cctype>
 #include <climits>
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -168,6 +171,32 @@ TEST(Compare, MatchesModelOnRandomText) {
     EXPECT_EQ(qor::string_containsIgnoreCase(a, b),
               !b.empty() && std::search(a.begin(), a.end(), b.begin(), b.end(), same) != a.end());
   }
+}
+
+// Under a Latin-1 locale, whose tolower also maps 0xC0..0xDE to 0xE0..0xFE, the containment test
+// still folds only the bytes below 0x80: short texts, scanned byte by byte, and long ones, whose
+// first bytes are looked up among the locale's folds.
+TEST(ContainsIgnoreCase, FoldsOnlyAsciiUnderLatin1) {
+  setenv("LOCPATH", QORSTL_TEST_LOCALE_DIR, 0);
+  const std::string saved = std::setlocale(LC_CTYPE, nullptr);
+  if (std::setlocale(LC_CTYPE, "de_DE.ISO-8859-1") == nullptr)
+    GTEST_SKIP() << "no de_DE.ISO-8859-1 locale was made";
+  ASSERT_EQ(std::tolower(0xC4), 0xE4);
+  const std::string pad(300, '.');
+  // clang-format off
+  const struct { std::string text, part; bool contained; } cases[] = {
+      {"Hello World", "WORLD", true},
+      {"\xC4rger", "\xE4rger", false},   // Latin-1 letters are not folded
+      {"\xE4rger", "\xE4RGER", true},
+      {"x\xC3\x84", "\xC3\xA4", false},
+      {pad + "\xC4rger", "\xE4rger", false},
+      {pad + "\xE4rGer", "\xE4RgER", true},
+      {pad + "Stra\xDF" "e", "STRA\xDF" "E", true},
+  };
+  // clang-format on
+  for (const auto& c : cases)
+    EXPECT_EQ(qor::string_containsIgnoreCase(c.text, c.part), c.contained) << Hex(c.part);
+  std::setlocale(LC_CTYPE, saved.c_str());
 }
 
 }  // namespace

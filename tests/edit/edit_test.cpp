@@ -46,6 +46,85 @@ TEST(Edit, MatchesTheModels) {
   }
 }
 
+using namespace std::string_literals;
+
+// Occurrences left to right without overlap; the inserted text is never searched again.
+TEST(Replace, Table) {
+  // clang-format off
+  const struct { std::string text, from, to, want; } cases[] = {
+      {"abc", "", "x", "abc"},            // an empty pattern matches nowhere
+      {"", "a", "b", ""},
+      {"aaaa", "aa", "b", "bb"},
+      {"aaa", "aa", "b", "ba"},
+      {"a.b", ".", "..", "a..b"},         // the inserted text is not searched again
+      {"aabb", "ab", "", "ab"},           // an occurrence formed by the deletion is not found
+      {"abc", "abc", "", ""},
+      {"ab", "abc", "x", "ab"},           // longer than the text
+      {"aAa", "A", "b", "aba"},           // exact bytes, no case
+      {"a\0b\0"s, "\0"s, "\r\n", "a\r\nb\r\n"},
+      {"x\ny\n", "\n", "\r\n", "x\r\ny\r\n"},
+      {"abab", "aba", "X", "Xb"},         // a pattern that overlaps itself, growing and shrinking
+      {"ababa", "aba", "XYZW", "XYZWba"},
+      {std::string(40, 'a') + "b", "a", "cc", std::string(80, 'c') + "b"},  // past a block
+  };
+  // clang-format on
+  for (const auto& c : cases) {
+    std::string text = c.text;
+    qor::string_replace(text, c.from, c.to);
+    EXPECT_EQ(text, c.want) << qor_test::Hex(c.text) << " " << qor_test::Hex(c.from);
+  }
+}
+
+// The set is unordered bytes; trim_both is trim_left then trim_right.
+TEST(Trim, Table) {
+  // clang-format off
+  const struct { std::string text, chars, left, right, both; } cases[] = {
+      {"  \tx ", " \t", "x ", "  \tx", "x"},
+      {" x \t", " \t", "x \t", " x", "x"},
+      {"\r\n x y \t", " \t\r\n", "x y \t", "\r\n x y", "x y"},
+      {"abcab", "ba", "cab", "abc", "c"},
+      {"   ", " ", "", "", ""},              // every byte in the set
+      {" x ", "", " x ", " x ", " x "},       // an empty set
+      {"", " ", "", "", ""},
+      {"\xC3\xA8x\xC3", "\xC3\xA9", "\xA8x\xC3", "\xC3\xA8x", "\xA8x"},  // bytes, not characters
+      {"\0a\0"s, "\0"s, "a\0"s, "\0a"s, "a"},
+      {std::string(70, ' ') + "x" + std::string(70, ' '), " ", "x" + std::string(70, ' '),
+       std::string(70, ' ') + "x", "x"},
+  };
+  // clang-format on
+  for (const auto& c : cases) {
+    std::string left = c.text, right = c.text, both = c.text;
+    EXPECT_EQ(&qor::trim_left(left, c.chars), &left);
+    EXPECT_EQ(&qor::trim_right(right, c.chars), &right);
+    EXPECT_EQ(&qor::trim_both(both, c.chars), &both);
+    EXPECT_EQ(left, c.left) << qor_test::Hex(c.text);
+    EXPECT_EQ(right, c.right) << qor_test::Hex(c.text);
+    EXPECT_EQ(both, c.both) << qor_test::Hex(c.text);
+  }
+}
+
+// Runs of bytes outside the set, appended; the count is the list's size after the call.
+TEST(Split, Table) {
+  using List = std::vector<std::string>;
+  // clang-format off
+  const struct { std::string text, separators; List before, after; } cases[] = {
+      {"a,b,,c,", ",", {"x"}, {"x", "a", "b", "c"}},
+      {"a b;c", " ;", {}, {"a", "b", "c"}},
+      {",,,", ",", {}, {}},
+      {"", ",", {"x"}, {"x"}},
+      {"abc", "", {}, {"abc"}},
+      {"a\0b"s, "\0"s, {}, {"a", "b"}},
+  };
+  // clang-format on
+  for (const auto& c : cases) {
+    List out = c.before;
+    EXPECT_EQ(qor::stringarray_builder_by_splittoken(c.text, out, c.separators),
+              int(c.after.size()))
+        << qor_test::Hex(c.text);
+    EXPECT_EQ(out, c.after) << qor_test::Hex(c.text);
+  }
+}
+
 // A _v formatter called twice on one argument list, from a variadic function: both calls must see
 // the same arguments. `out` is "old" before each call; gives the two results one after the other.
 template <class S, class C>

@@ -11,16 +11,44 @@
 using List = std::vector<std::string>;
 using qor_test::Hex;
 constexpr std::size_t npos = std::string::npos;
-constexpr int kSeq = 100, kEarliest = 101;  // string_seq_find, string_find_first_one_of
 
-// Runs the search `which` names (kSeq, kEarliest or a mode of string_find): position and index,
-// -7 for an index left unwritten.
-static std::pair<std::size_t, long long> Search(int which, const std::string& t, const List& p) {
+// The list searches by name: "seq_find", "first_one_of", or "find N" for the list string_find in
+// mode N. Gives the position and the index, -7 for an index left unwritten.
+static std::pair<std::size_t, long long> Search(const std::string& name, const std::string& t,
+                                                const List& p) {
   int i = -7;
   unsigned u = 12345;
-  if (which == kEarliest) return {qor::string_find_first_one_of(t, p, i), i};
-  return {which == kSeq ? qor::string_seq_find(t, p, u) : qor::string_find(t, p, u, which), u};
+  if (name == "first_one_of") return {qor::string_find_first_one_of(t, p, i), i};
+  if (name == "seq_find") return {qor::string_seq_find(t, p, u), u};
+  return {qor::string_find(t, p, u, std::stoi(name.substr(5))), u};
 }
+
+// What the search `name` answers, from the rules: the earliest first occurrence, or the first
+// pattern found in the order its mode gives a copy of the list (ascending length in mode 1,
+// descending in 2, ascending bytes in 3, descending in 4, list order otherwise), named by its
+// first equal entry.
+static std::pair<std::size_t, long long> Model(const std::string& name, const std::string& text,
+                                               const List& patterns) {
+  const bool earliest = name == "first_one_of";
+  const int mode = name.rfind("find ", 0) == 0 ? std::stoi(name.substr(5)) : 0;
+  std::vector<std::size_t> order(patterns.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t x, std::size_t y) {
+    const std::string &a = patterns[mode % 2 ? x : y], &b = patterns[mode % 2 ? y : x];
+    return mode == 1 || mode == 2 ? a.size() < b.size() : (mode == 3 || mode == 4) && a < b;
+  });
+  std::pair<std::size_t, long long> want{
+      npos, earliest ? -7 * patterns.empty() : (long long)patterns.size()};
+  for (std::size_t i : order) {
+    const std::size_t found = text.find(patterns[i]);
+    if (earliest ? found < want.first : want.first == npos && found != npos)
+      want = {found, std::find(patterns.begin(), patterns.end(), patterns[i]) - patterns.begin()};
+  }
+  return want;
+}
+
+static const char* const kListSearches[] = {"seq_find", "first_one_of", "find 0", "find 1",
+                                            "find 2",   "find 3",       "find 4", "find 7"};
 
 // string_find and both slicers on `text` and `sep`, against `at` (the separator's first occurrence)
 // and `oneof` (the text's first byte in the set); the slicers write into a separate `right` and
@@ -40,17 +68,19 @@ static void ExpectCuts(const std::string& text, const std::string& sep, size_t a
 
 TEST(Search, ListTableAndLongPatterns) {
   // clang-format off
-  // which: the searches run (kSeq, kEarliest or a mode of string_find); index -7: left unwritten
-  struct Multi { std::string text; List patterns; std::vector<int> which; std::size_t pos; long long index; };
+  // searches: by name (see Search); index -7: left unwritten
+  struct Multi { std::string text; List patterns; std::vector<std::string> searches; std::size_t pos; long long index; };
   const Multi multis[] = {
-      {"xx bc abc", {"abc", "bc"}, {kSeq, 2, 3, 0, -1, 5}, 6, 0},
-      {"xx bc abc", {"abc", "bc"}, {kEarliest, 1, 4}, 3, 1},
-      {"abb", {"x", "bb", "y", "bb"}, {2, 4}, 1, 1},  // the first equal entry of the caller's list
-      {"bbzz", {"zz", "bb"}, {1, 2, kSeq}, 2, 0},  // equal lengths keep list order
-      {"abc", {}, {kEarliest}, npos, -7},
-      {"abc", {"x", "yy", "zzz"}, {kSeq, 1, 2, 3, 4, 9}, npos, 3},  // a miss: the list's size
-      {"abc", {"x", "yy", "zzz"}, {kEarliest}, npos, 0},
-      {"", {"a", ""}, {kSeq, kEarliest, 0, 1, 2, 3, 4}, 0, 1},
+      {"xx bc abc", {"abc", "bc"}, {"seq_find", "find 2", "find 3", "find 0", "find -1", "find 5"}, 6, 0},
+      {"xx bc abc", {"abc", "bc"}, {"first_one_of", "find 1", "find 4"}, 3, 1},
+      {"abb", {"x", "bb", "y", "bb"}, {"find 2", "find 4"}, 1, 1},  // the first equal entry of the caller's list
+      {"bbzz", {"zz", "bb"}, {"find 1", "find 2", "seq_find"}, 2, 0},  // equal lengths keep list order
+      {"abc", {}, {"first_one_of"}, npos, -7},
+      {"abc", {"x", "yy", "zzz"}, {"seq_find", "find 1", "find 2", "find 3", "find 4", "find 9"}, npos, 3},  // a miss: the list's size
+      {"abc", {"x", "yy", "zzz"}, {"first_one_of"}, npos, 0},
+      {"", {"a", ""}, {"seq_find", "first_one_of", "find 0", "find 1", "find 2", "find 3", "find 4"}, 0, 1},
+      {"ab\x80" "a", {"b", "\x80", "a"}, {"find 3"}, 0, 2},  // bytes order as unsigned values
+      {"ab\x80" "a", {"b", "\x80", "a"}, {"find 4"}, 2, 1},
   };
   // clang-format on
   // Every candidate agrees with the text for a long stretch: the long-pattern path must still find
@@ -61,9 +91,9 @@ TEST(Search, ListTableAndLongPatterns) {
     EXPECT_EQ(qor::string_find(text + pattern, pattern, true), text.size());
   }
   for (const Multi& c : multis)
-    for (int which : c.which)
-      EXPECT_EQ(Search(which, c.text, c.patterns), std::make_pair(c.pos, c.index))
-          << Hex(c.text) << " which=" << which;
+    for (const std::string& search : c.searches)
+      EXPECT_EQ(Search(search, c.text, c.patterns), std::make_pair(c.pos, c.index))
+          << Hex(c.text) << " " << search;
 }
 
 // Short texts and lists over a tiny alphabet; every eighth text is long, over two to four letters,
@@ -97,7 +127,7 @@ TEST(Search, MatchesModelOnRandomInput) {
     };
     const std::string mixed = mix(text);
     SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(patterns));
-    std::vector<std::size_t> found, order(patterns.size());
+    std::vector<std::size_t> found;
     for (const std::string& p : patterns) found.push_back(text.find(p));
     for (std::size_t i = 0; i < patterns.size() && i < 40; ++i) {
       ExpectCuts(text, patterns[i], found[i], text.find_first_of(patterns[i]));
@@ -105,20 +135,43 @@ TEST(Search, MatchesModelOnRandomInput) {
       EXPECT_EQ(qor::string_containsIgnoreCase(mixed, part), !part.empty() && found[i] != npos)
           << Hex(mixed) << " / " << Hex(part);
     }
-    for (int which : {kSeq, kEarliest, 0, 1, 2, 3, 4, 7}) {
-      for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;  // in the order tried
-      std::stable_sort(order.begin(), order.end(), [&](std::size_t x, std::size_t y) {
-        const std::string &a = patterns[which % 2 ? x : y], &b = patterns[which % 2 ? y : x];
-        return which == 1 || which == 2 ? a.size() < b.size() : (which == 3 || which == 4) && a < b;
-      });
-      // The earliest, or the first found in that order; named by its first equal entry.
-      std::pair<std::size_t, long long> want{
-          npos, which == kEarliest ? -7 * patterns.empty() : (long long)patterns.size()};
-      for (std::size_t i : order)
-        if (which == kEarliest ? found[i] < want.first : want.first == npos && found[i] != npos)
-          want = {found[i],
-                  std::find(patterns.begin(), patterns.end(), patterns[i]) - patterns.begin()};
-      EXPECT_EQ(Search(which, text, patterns), want) << "which=" << which;
+    for (const char* search : kListSearches)
+      EXPECT_EQ(Search(search, text, patterns), Model(search, text, patterns)) << search;
+  }
+}
+
+// Every text length from 0 to 70 and around the lengths where the searches change paths (a filter
+// over texts from 256 bytes, 32-byte blocks, a byte-by-byte case-insensitive scan up to 256):
+// lists of 4 and 16 patterns and the case-insensitive test against their models.
+TEST(Search, ShortTextsAroundPathChanges) {
+  std::vector<std::size_t> lengths;
+  for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
+  for (std::size_t n : {95, 96, 97, 127, 128, 129, 254, 255, 256, 257, 258, 300})
+    lengths.push_back(n);
+  const std::string letters = "aAbB\xC3";
+  std::mt19937 rng(70);
+  for (std::size_t n : lengths) {
+    for (int round = 0; round < 24 && !HasFailure(); ++round) {
+      std::string text(n, 'a');
+      for (char& c : text) c = letters[rng() % letters.size()];
+      List patterns(round % 2 ? 16 : 4);
+      for (std::string& p : patterns) {
+        p = text.substr(n == 0 ? 0 : rng() % n, 1 + rng() % 6);
+        if (!p.empty() && rng() % 2) p[rng() % p.size()] = letters[rng() % letters.size()];
+      }
+      SCOPED_TRACE(Hex(text) + " " + testing::PrintToString(patterns));
+      for (const char* search : kListSearches)
+        EXPECT_EQ(Search(search, text, patterns), Model(search, text, patterns)) << search;
+      const auto fold = [](std::string s, int (*to)(int)) {
+        for (char& c : s) c = char(to(static_cast<unsigned char>(c)));
+        return s;
+      };
+      for (const std::string& part : patterns) {
+        const bool want =
+            !part.empty() && fold(text, std::tolower).find(fold(part, std::tolower)) != npos;
+        EXPECT_EQ(qor::string_containsIgnoreCase(text, fold(part, std::toupper)), want)
+            << Hex(part);
+      }
     }
   }
 }
