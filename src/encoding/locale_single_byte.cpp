@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "encoding/locale_converter.h"
+#include "encoding/locale_simd.h"
 
 namespace qor {
 namespace internal {
@@ -59,6 +60,12 @@ bool ProbeDecodeTable(const WideCodecvt& facet, std::array<wchar_t, 256>& table)
 // counts: where two bytes decode alike, it names the one it writes.
 class EncodeTable {
  public:
+  static std::array<std::uint16_t, 256> MakeLow() {
+    std::array<std::uint16_t, 256> low;
+    low.fill(kNoByte);
+    return low;
+  }
+
   bool Probe(const WideCodecvt& facet, const std::array<wchar_t, 256>& decode) {
     std::vector<wchar_t> values;
     for (int b = 1; b < 256; ++b) {
@@ -77,6 +84,7 @@ class EncodeTable {
   // The byte of `c`, or kNoByte.
   std::uint16_t Find(wchar_t c) const {
     const auto v = static_cast<std::uint32_t>(c);
+    if (v < 0x100) return low_[v];
     if (v >= 0x10000) return kNoByte;
     const unsigned page = page_of_[v >> 8];
     return page == 0 ? kNoByte : pages_[page - 1][v & 0xFF];
@@ -85,6 +93,10 @@ class EncodeTable {
  private:
   void Set(wchar_t c, unsigned char b) {
     const auto v = static_cast<std::uint32_t>(c);
+    if (v < 0x100) {
+      low_[v] = b;
+      return;
+    }
     std::uint8_t& page = page_of_[v >> 8];
     if (page == 0) {
       pages_.emplace_back();
@@ -94,29 +106,48 @@ class EncodeTable {
     pages_[page - 1u][v & 0xFF] = b;
   }
 
-  std::array<std::uint8_t, 256> page_of_{};  // 1 + the page's index, 0 for none
+  std::array<std::uint16_t, 256> low_ = MakeLow();  // the page of 00..FF, always there
+  std::array<std::uint8_t, 256> page_of_{};         // 1 + the page's index, 0 for none
   std::vector<std::array<std::uint16_t, 256>> pages_;
 };
 
 }  // namespace
 
+// The text goes through a block on the stack and is appended a block at a time, so that the
+// result's memory is written once.
+constexpr std::size_t kBlock = 1024;
+
 Outcome SingleByteToWide(const WideCodecvt& facet, const std::string& text, std::wstring& out) {
   std::array<wchar_t, 256> table;
   if (!ProbeDecodeTable(facet, table)) return Outcome::kNotMine;
-  out.assign(text.size(), L'\0');
+  out.clear();
+  out.reserve(text.size());
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-  wchar_t* const to = &out[0];
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const wchar_t c = table[bytes[i]];
-    if (c != kUnsettled) {
-      to[i] = c;
+  bool identity = true;  // every byte decodes as its own value (Latin-1)
+  for (std::size_t b = 0; b < 256; ++b) identity &= table[b] == static_cast<wchar_t>(b);
+  wchar_t block[kBlock];
+  for (std::size_t start = 0; start < text.size(); start += kBlock) {
+    const std::size_t size = text.size() - start < kBlock ? text.size() - start : kBlock;
+    if (identity) {
+      WidenBytes(bytes + start, size, block);
+      out.append(block, size);
       continue;
     }
-    // A byte the facet refused: it decides again, on that byte alone (no byte depends on another).
-    std::wstring one;
-    if (!FacetToWide(facet, text.substr(i, 1), one)) return Outcome::kFailed;
-    if (one.size() != 1) return Outcome::kNotMine;
-    to[i] = one[0];
+    bool settled = true;
+    for (std::size_t i = 0; i < size; ++i) {
+      block[i] = table[bytes[start + i]];
+      settled &= block[i] != kUnsettled;
+    }
+    for (std::size_t i = 0; !settled && i < size; ++i) {
+      if (block[i] != kUnsettled) continue;
+      // A byte the facet refused: it decides again, on that byte alone (no byte depends on
+      // another).
+      std::wstring one;
+      if (!FacetToWide(facet, text.substr(start + i, 1), one)) return Outcome::kFailed;
+      if (one.size() != 1) return Outcome::kNotMine;
+      block[i] = one[0];
+    }
+    out.append(block, size);
   }
   return Outcome::kDone;
 }
@@ -125,18 +156,28 @@ Outcome SingleByteToNarrow(const WideCodecvt& facet, const std::wstring& text, s
   std::array<wchar_t, 256> decode;
   EncodeTable table;
   if (!ProbeDecodeTable(facet, decode) || !table.Probe(facet, decode)) return Outcome::kNotMine;
-  out.assign(text.size(), '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::uint16_t b = table.Find(text[i]);
-    if (b != kNoByte) {
-      out[i] = static_cast<char>(b);
-      continue;
+  out.clear();
+  out.reserve(text.size());
+  bool identity = true;  // every value 01..FF is written as its own byte (Latin-1)
+  for (wchar_t c = 1; c < 0x100; ++c) identity &= table.Find(c) == c;
+  char block[kBlock];
+  for (std::size_t start = 0; start < text.size(); start += kBlock) {
+    const std::size_t size = text.size() - start < kBlock ? text.size() - start : kBlock;
+    const std::size_t plain =
+        identity ? NarrowBytes(&text[start], size, reinterpret_cast<unsigned char*>(block)) : 0;
+    for (std::size_t i = plain; i < size; ++i) {
+      const wchar_t c = text[start + i];
+      std::uint16_t b = table.Find(c);
+      if (b == kNoByte) {
+        // The zero element, and those the tables lack: the facet encodes them one at a time.
+        std::string one;
+        if (!FacetToNarrow(facet, std::wstring(1, c), one)) return Outcome::kFailed;
+        if (one.size() != 1) return Outcome::kNotMine;
+        b = static_cast<unsigned char>(one[0]);
+      }
+      block[i] = static_cast<char>(b);
     }
-    // The zero element, and those the tables lack: the facet encodes them one at a time.
-    std::string one;
-    if (!FacetToNarrow(facet, text.substr(i, 1), one)) return Outcome::kFailed;
-    if (one.size() != 1) return Outcome::kNotMine;
-    out[i] = one[0];
+    out.append(block, size);
   }
   return Outcome::kDone;
 }
