@@ -78,14 +78,14 @@ class FacetDecoder {
       // the window and left the state initial, as it would with the whole piece; otherwise the
       // step is taken again on the whole piece.
       const std::mbstate_t saved_state = state_;
-      const std::codecvt_base::result saved_result = last_result_;
+      const bool saved_pending = pending_;
       const std::size_t saved_size = out_.size();
       if (Call(from, from + window_, 1, next) && next != from && next < from + window_ &&
           std::mbsinit(&state_) != 0) {
         return next;
       }
       state_ = saved_state;
-      last_result_ = saved_result;
+      pending_ = saved_pending;
       out_.resize(saved_size);
       next = from;
     }
@@ -93,11 +93,9 @@ class FacetDecoder {
     return next;
   }
 
-  // Between two characters: the state initial and the last answer `ok`. At the end of the text
+  // Between two characters: the state initial and no sequence pending. At the end of the text
   // anything else is a sequence cut short.
-  bool AtBoundary() const {
-    return std::mbsinit(&state_) != 0 && last_result_ == std::codecvt_base::ok;
-  }
+  bool AtBoundary() const { return std::mbsinit(&state_) != 0 && !pending_; }
 
  private:
   // Converts from `first` into at most `room` elements; false on a refusal or when nothing moved.
@@ -119,8 +117,9 @@ class FacetDecoder {
       r = facet_.in(state_, first, last, next, to, to + 2, to_next);
     }
     if (r == std::codecvt_base::error || r == std::codecvt_base::noconv) return false;
-    // `partial` with the piece used up means a sequence left pending.
-    last_result_ = r;
+    // `partial` with the piece used up means a sequence left pending; short of its end, only
+    // that the room is full.
+    pending_ = r == std::codecvt_base::partial && next == last;
     out_.append(to, static_cast<std::size_t>(to_next - to));
     if (next == first && std::memcmp(&before, &state_, sizeof state_) == 0) return false;
     return next != first || to_next != to;  // progress
@@ -131,7 +130,7 @@ class FacetDecoder {
   std::wstring buffer_;
   const std::size_t window_;
   std::mbstate_t state_{};
-  std::codecvt_base::result last_result_ = std::codecvt_base::ok;
+  bool pending_ = false;
   // The next zero byte at or after the last step (or the end), found once per zero.
   const char* zero_ = nullptr;
 };
