@@ -46,17 +46,19 @@ inline void WidenBytes(const unsigned char* p, std::size_t n, wchar_t* out) {
 inline std::size_t NarrowBytes(const wchar_t* p, std::size_t n, unsigned char* out) {
   std::size_t i = 0;
 #if defined(QORSTL_HAVE_SSE2)
-  const __m128i one = _mm_set1_epi32(1);
+  const __m128i zero = _mm_setzero_si128();
   const __m128i high = _mm_set1_epi32(static_cast<int>(0xFFFFFF00u));
   for (; n - i >= 16; i += 16) {
     const auto* q = reinterpret_cast<const __m128i*>(p + i);
     const __m128i a = _mm_loadu_si128(q + 0), b = _mm_loadu_si128(q + 1);
     const __m128i c = _mm_loadu_si128(q + 2), d = _mm_loadu_si128(q + 3);
-    // Less one, the values 01..FF are exactly those with no bit above the low byte.
-    const __m128i any = _mm_or_si128(_mm_or_si128(_mm_sub_epi32(a, one), _mm_sub_epi32(b, one)),
-                                     _mm_or_si128(_mm_sub_epi32(c, one), _mm_sub_epi32(d, one)));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(any, high), _mm_setzero_si128())) !=
-        0xFFFF) {
+    // No bit above the low byte in any value, and no value zero.
+    const __m128i all = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
+    const __m128i zeros =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(a, zero), _mm_cmpeq_epi32(b, zero)),
+                     _mm_or_si128(_mm_cmpeq_epi32(c, zero), _mm_cmpeq_epi32(d, zero)));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(all, high), zero)) != 0xFFFF ||
+        _mm_movemask_epi8(zeros) != 0) {
       break;
     }
     const __m128i words = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
@@ -68,9 +70,10 @@ inline std::size_t NarrowBytes(const wchar_t* p, std::size_t n, unsigned char* o
     const uint32x4_t a = vld1q_u32(q), b = vld1q_u32(q + 4), c = vld1q_u32(q + 8),
                      d = vld1q_u32(q + 12);
     const uint32x4_t one = vdupq_n_u32(1);
-    const uint32x4_t any = vorrq_u32(vorrq_u32(vsubq_u32(a, one), vsubq_u32(b, one)),
-                                     vorrq_u32(vsubq_u32(c, one), vsubq_u32(d, one)));
-    if (vmaxvq_u32(any) > 0xFE) break;
+    // Less one, the values 01..FF are exactly those up to FE.
+    const uint32x4_t most = vmaxq_u32(vmaxq_u32(vsubq_u32(a, one), vsubq_u32(b, one)),
+                                      vmaxq_u32(vsubq_u32(c, one), vsubq_u32(d, one)));
+    if (vmaxvq_u32(most) > 0xFE) break;
     const uint16x8_t ab = vcombine_u16(vmovn_u32(a), vmovn_u32(b));
     const uint16x8_t cd = vcombine_u16(vmovn_u32(c), vmovn_u32(d));
     vst1q_u8(out + i, vcombine_u8(vmovn_u16(ab), vmovn_u16(cd)));

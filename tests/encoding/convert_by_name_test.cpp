@@ -66,6 +66,8 @@ TEST(ConvertByName, ConvertsBothWays) {
       {kCUtf8, "\xC3\0\xA9"s, kFromBytesError},  // a zero byte after a lead byte ends nothing
       {kBig5, "\xD0\0\x52"s, kFromBytesError},
       {kSjisx, "\x86\x85\xFF", kFromBytesError},  // a failure after a character of two elements
+      {kLatin1, kToBytesError, std::wstring(70, L'a') + W({0x100}) + std::wstring(20, L'a')},  // long texts go by table, 16 at a time
+      {kLatin1, std::string(70, '\xE9') + '\0' + "\xFF", std::wstring(70, L'\xE9') + W({0, 0xFF})},
       {kHkscs, "\x88\x66", W({0xCA})},  // held back to see whether a mark follows, then flushed
       {kHkscs, "A\x88\x66", W({0x41, 0xCA})},  // the same after a character
       {kEucJisx, "A\xA4\xAB", W({0x41, 0x304B})},  // held back to see whether U+309A follows
@@ -142,9 +144,9 @@ std::string EncodeModel(const std::wstring& wide) {
 // coders, ASCII runs and the memo of characters); the rest take the facet loop alone.
 TEST(ConvertByName, LocalesMatchTheCLibrary) {
   const std::uint32_t kChars[] = {
-      0x41,   0x7E,   0x5C,   0,      0xE9,   0xCA,   0xEA,    0x304,   0x30C,  0x304B,  0x309A,
-      0x2E9,  0x2E5,  0x3042, 0x4E2D, 0x5B57, 0xAC00, 0xFF71,  0x20AC,  0x80,   0x410,   0x44F,
-      0x2500, 0x2122, 0x300,  0x301,  0x1EA1, 0x103,  0x1F600, 0x20000, 0xD800, 0x110000};
+      0x41,   0x7E,   0x5C,   0,      0xE9,   0xCA,   0xEA,   0x304,   0x30C,   0x304B, 0x309A,
+      0x2E9,  0x2E5,  0x3042, 0x4E2D, 0x5B57, 0xAC00, 0xFF71, 0x20AC,  0x80,    0x410,  0x44F,
+      0x2500, 0x2122, 0x100,  0x300,  0x301,  0x1EA1, 0x103,  0x1F600, 0x20000, 0xD800, 0x110000};
   const std::string strays =
       "\x80\x81\x86\x88\x8D\x8E\x8F\xA1\xA4\xD0\xE0\xF0\xFE\xFF\x30\x40\x62\0"s;
   const std::string crashes[] = {"\xC3\0\xA9"s, "\xD0\0\x52"s, "\x86\x85\xFF",        "\x88\x66",
