@@ -2,8 +2,12 @@
 // on the C library's own converters (mbrtowc / wcrtomb in that locale, closed with the return to
 // the initial state): the whole text converts, a zero byte or element converts like any other,
 // and anything the model refuses gives the error text. Locales: UTF-8 and Latin-1 ones generated
-// for the build (found through LOCPATH), and a name no locale has.
+// for the build (found through LOCPATH), and a name no locale has. In those and in multibyte and
+// single-byte ones the paths for long texts (tables, the UTF-8 coders, ASCII runs, the memo of
+// characters) must give exactly what the facet loop gives one character at a time.
 // Input: a selector byte, then the text, read also as a wide text four bytes to an element.
+// Selector: bits 0-1 a locale of the model, or with bit 7 one of the facet loop's; bits 2-3 the
+// values of the wide text; bit 6 repeats the text past the length where long texts keep a memo.
 #include <locale.h>
 #include <stdlib.h>
 #if defined(__APPLE__)
@@ -19,9 +23,11 @@
 #include <cwchar>
 #include <iterator>
 #include <locale>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "encoding/facet_converter.h"
 #include "fuzz_util.h"
 #include "models/error_texts.h"
 #include "qor/qorstl.h"
@@ -37,6 +43,12 @@ using qor_fuzz::Check;
 const char* const kLocales[] = {"de_DE.UTF-8", "de_DE.ISO-8859-1", "qor_NO.SUCH-LOCALE"};
 using qor_test::kFromBytesError;
 using qor_test::kToBytesError;
+// Locales whose results are held against the facet loop alone: single-byte ones, one with bytes
+// it lacks, multibyte ones, and those with characters of two elements or held back.
+const char* const kFacetLocales[] = {"ru_RU.KOI8-R",  "de_DE.CP1252",         "ja_JP.EUC-JP",
+                                     "zh_CN.GB18030", "ja_JP.SHIFT_JISX0213", "zh_HK.BIG5-HKSCS",
+                                     "C.UTF-8"};
+using LocaleFacet = qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>>;
 
 // The locales generated for the build, unless the caller points LOCPATH elsewhere.
 void FindLocales() {
@@ -123,6 +135,24 @@ std::string MissingLocaleMessage(const char* name) {
   return std::string();
 }
 
+// Both conversions against the facet loop, which converts one character at a time.
+void CheckAgainstFacetLoop(const char* name, const std::string& text, const std::wstring& wide) {
+  std::unique_ptr<LocaleFacet> facet;
+  try {
+    facet.reset(new LocaleFacet(name, std::size_t{0}));
+  } catch (const std::exception&) {
+    return;  // not generated on this machine
+  }
+  std::wstring by_loop;
+  const bool decodes = qor::internal::FacetToWide(*facet, text, by_loop);
+  Check(qor::string_string_to_wstring(text, name) == (decodes ? by_loop : kFromBytesError),
+        "string_string_to_wstring against the facet loop");
+  std::string bytes_by_loop;
+  const bool encodes = qor::internal::FacetToNarrow(*facet, wide, bytes_by_loop);
+  Check(qor::string_wstring_to_string(wide, name) == (encodes ? bytes_by_loop : kToBytesError),
+        "string_wstring_to_string against the facet loop");
+}
+
 std::wstring Widen(const std::string& message) {
   std::wstring wide;
   for (char c : message) wide += static_cast<wchar_t>(static_cast<signed char>(c));
@@ -150,6 +180,7 @@ void CheckLocale(std::size_t index, const std::string& text, const std::wstring&
   const bool encodes = model.Encode(wide, want_bytes);
   Check(encoded == (encodes ? want_bytes : kToBytesError),
         "string_wstring_to_string against wcrtomb");
+  CheckAgainstFacetLoop(name, text, wide);
   if (encodes) {
     // Decoding what was encoded gives what the C library gives; not always the text itself, since
     // an encoding may drop characters (glibc's converters skip the tag characters U+E0000 up).
@@ -186,7 +217,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FindLocales();
   qor_fuzz::Input input(data, size);
   const std::uint8_t selector = input.Byte();
-  const std::string text = input.Rest();
+  std::string text = input.Rest();
+  if ((selector & 0x40) != 0 && !text.empty()) {
+    while (text.size() < 1100) text += text;
+  }
   // Raw values, values within Unicode, or byte values, so that encodable texts are common.
   static const std::uint32_t kMasks[] = {0xFFFFFFFFu, 0x1FFFFFu, 0x1FFFu, 0xFFu};
   const std::uint32_t mask = kMasks[(selector >> 2) % 4];
@@ -196,6 +230,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::memcpy(&value, text.data() + 4 * i, sizeof value);
     wide[i] = static_cast<wchar_t>(value & mask);
   }
-  CheckLocale(selector % std::size(kLocales), text, wide);
+  if ((selector & 0x80) != 0) {
+    CheckAgainstFacetLoop(kFacetLocales[(selector & 0x3F) % std::size(kFacetLocales)], text, wide);
+  } else {
+    CheckLocale(selector % std::size(kLocales), text, wide);
+  }
   return 0;
 }

@@ -9,3 +9,10 @@ ls build-bench/bench/*_bench
 # program exits non-zero on a wrong one); the times are too short to mean anything.
 build-bench/bench/short_utf8_bench --benchmark_min_time=0.001 > /dev/null
 build-bench/bench/short_text_bench --benchmark_min_time=0.0001 > /dev/null
+# Smoke run of the locale benchmark on small texts: each conversion must equal iconv's.
+QORSTL_LOCALE_BENCH_BYTES=65536 build-bench/bench/locale_bench --benchmark_min_time=0.01 \
+  --benchmark_filter='^(decode|encode)_' 2>&1 | tee build-bench/locale_bench.log
+if grep -q "differ from iconv" build-bench/locale_bench.log; then
+  echo "FAILED: a conversion by locale name differs from iconv's"
+  exit 1
+fi

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "encoding/facet_converter.h"
+#include "encoding/locale_converter.h"
 #include "encoding/unicode_coders.h"
 #include "qor/qorstl.h"
 
@@ -61,7 +61,7 @@ std::wstring string_string_to_wstring(const std::string& text, const std::string
         break;
       case Encoding::kLocale:
         // Created first, so that a name without a locale fails also for an empty text.
-        converted = internal::FacetToWide(*MakeLocaleFacet(encoding), text, result);
+        converted = internal::LocaleToWide(*MakeLocaleFacet(encoding), text, result);
         break;
     }
     if (!converted) return Widen(kFromBytesError);
@@ -86,7 +86,7 @@ std::string string_wstring_to_string(const std::wstring& text, const std::string
         converted = internal::Utf16UnitsToUtf8(text, result);
         break;
       case Encoding::kLocale:
-        converted = internal::FacetToNarrow(*MakeLocaleFacet(encoding), text, result);
+        converted = internal::LocaleToNarrow(*MakeLocaleFacet(encoding), text, result);
         break;
     }
     if (!converted) return kToBytesError;

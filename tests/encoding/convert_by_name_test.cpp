@@ -65,6 +65,8 @@ TEST(ConvertByName, ConvertsBothWays) {
       {kCUtf8, "\xC3\0\xA9"s, kFromBytesError},  // a zero byte after a lead byte ends nothing
       {kBig5, "\xD0\0\x52"s, kFromBytesError},
       {kSjisx, "\x86\x85\xFF", kFromBytesError},  // a failure after a character of two elements
+      {kLatin1, kToBytesError, std::wstring(70, L'a') + W({0x100}) + std::wstring(20, L'a')},  // long texts go by table, 16 at a time
+      {kLatin1, std::string(70, '\xE9') + '\0' + "\xFF", std::wstring(70, L'\xE9') + W({0, 0xFF})},
       {kHkscs, "\x88\x66", W({0xCA})},  // held back to see whether a mark follows, then flushed
       {kHkscs, "A\x88\x66", W({0x41, 0xCA})},  // the same after a character
       {kEucJisx, "A\xA4\xAB", W({0x41, 0x304B})},  // held back to see whether U+309A follows
@@ -101,7 +103,8 @@ TEST(ConvertByName, LocaleNames) {
 
 // The C library's own conversion of one character at a time in the thread's locale, as the rule
 // reads: decoding with mbrtowc, where a zero byte is U+0000 in the initial state, and an answer of
-// 0 for a non-zero element gives out an element held back (the state held only that); encoding with
+// 0 for a non-zero element gives out an element held back (the state held only that, also at the
+// end); encoding with
 // wcrtomb and a final one of the zero element, whose zero byte is dropped.
 std::wstring DecodeModel(const std::string& bytes) {
   std::mbstate_t state{};
@@ -112,6 +115,11 @@ std::wstring DecodeModel(const std::string& bytes) {
     if (n >= static_cast<std::size_t>(-2)) return kFromBytesError;
     wide.push_back(w);
     if (n == 0 && w != L'\0') state = std::mbstate_t{};  // the held element
+  }
+  wchar_t w = 0;  // a character of two elements at the very end: its second is still held
+  if (std::mbsinit(&state) == 0 && std::mbrtowc(&w, "", 1, &state) == 0 && w != L'\0') {
+    wide.push_back(w);
+    state = std::mbstate_t{};
   }
   return std::mbsinit(&state) != 0 ? wide : kFromBytesError;
 }
@@ -129,33 +137,59 @@ std::string EncodeModel(const std::wstring& wide) {
 }
 
 // Random texts in each generated locale give exactly the model's result: decoding bytes that are
-// encoded characters, cut short or not, among stray lead and trail bytes and zeros; encoding
-// characters the encodings have, lack, hold back or combine, among zeros.
+// encoded characters, cut short or not, among stray lead and trail bytes, zeros and the inputs that
+// once crashed or looped; encoding characters the encodings have, lack, hold back or combine, among
+// zeros. Every fourth text is long, so that it takes the paths of long texts (tables, the UTF-8
+// coders, ASCII runs and the memo of characters); the rest take the facet loop alone.
 TEST(ConvertByName, LocalesMatchTheCLibrary) {
-  const std::uint32_t kChars[] = {0x41,   0x7E,   0x5C,    0,       0xE9,   0xCA,
-                                  0xEA,   0x304,  0x30C,   0x304B,  0x309A, 0x2E9,
-                                  0x2E5,  0x3042, 0x4E2D,  0x5B57,  0xAC00, 0xFF71,
-                                  0x20AC, 0x80,   0x1F600, 0x20000, 0xD800, 0x110000};
-  const std::string strays = "\x80\x81\x86\x88\x8E\x8F\xA1\xA4\xD0\xE0\xF0\xFE\xFF\x30\x40\x62\0"s;
+  const std::uint32_t kChars[] = {
+      0x41,   0x7E,   0x5C,   0,      0xE9,   0xCA,   0xEA,   0x304,   0x30C,   0x304B, 0x309A,
+      0x2E9,  0x2E5,  0x3042, 0x4E2D, 0x5B57, 0xAC00, 0xFF71, 0x20AC,  0x80,    0x410,  0x44F,
+      0x2500, 0x2122, 0x100,  0x300,  0x301,  0x1EA1, 0x103,  0x1F600, 0x20000, 0xD800, 0x110000};
+  const std::string strays =
+      "\x80\x81\x86\x88\x8D\x8E\x8F\xA1\xA4\xD0\xE0\xF0\xFE\xFF\x30\x40\x62\0"s;
+  const std::string crashes[] = {"\xC3\0\xA9"s, "\xD0\0\x52"s, "\x86\x85\xFF",        "\x88\x66",
+                                 "\xA4\xAB",    "\x86\x85",    "\xF8\x88\x80\x80\x80"};
   std::mt19937 rng(8086);
   for (const std::string& name :
        {kUtf8, kCUtf8, kLatin1, kBig5, kHkscs, kEucJisx, kSjisx, "ja_JP.EUC-JP"s, "ja_JP.SJIS"s,
-        "ko_KR.EUC-KR"s, "zh_CN.GB18030"s}) {
+        "ko_KR.EUC-KR"s, "zh_CN.GB18030"s, "ru_RU.KOI8-R"s, "de_DE.CP1252"s}) {
     const locale_t locale = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
     if (locale == nullptr) std::cout << "[  NOTE    ] no locale " << name << ": skipped\n";
     if (locale == nullptr) continue;
     const locale_t old = uselocale(locale);
-    for (int round = 0; round < 1500 && !HasFailure(); ++round) {
+    for (int round = 0; round < 1200 && !HasFailure(); ++round) {
       std::wstring wide;
       std::string bytes;
-      for (std::size_t pieces = rng() % 8; pieces > 0; --pieces) {
-        wide.push_back(static_cast<wchar_t>(kChars[rng() % std::size(kChars)]));
-        const std::string form = EncodeModel(wide.substr(wide.size() - 1));
-        bytes += form == kToBytesError || rng() % 5 == 0
-                     ? RandomFrom(rng, strays, 2)
-                     : form.substr(0, rng() % 4 ? form.size() : rng() % (form.size() + 1));
+      // Every eighth text holds only characters the locale has, whole.
+      const bool clean = round % 8 == 0;
+      for (std::size_t pieces = round % 4 ? rng() % 8 : 200 + rng() % 400; pieces > 0; --pieces) {
+        const auto c = static_cast<wchar_t>(kChars[rng() % std::size(kChars)]);
+        const std::string form = EncodeModel(std::wstring(1, c));
+        if (clean && form == kToBytesError) continue;
+        wide.push_back(c);
+        const unsigned pick = clean ? 2 : rng() % 64;
+        bytes += pick == 0                                ? crashes[rng() % std::size(crashes)]
+                 : form == kToBytesError || pick % 8 == 1 ? RandomFrom(rng, strays, 2)
+                 : pick % 16 == 0 ? form.substr(0, rng() % (form.size() + 1))
+                                  : form;
       }
       EXPECT_EQ(string_string_to_wstring(bytes, name), DecodeModel(bytes)) << name << Hex(bytes);
+      EXPECT_EQ(string_wstring_to_string(wide, name), EncodeModel(wide)) << name << Hex(wide);
+    }
+    // A zero byte, and a zero element, at each place of a text long enough for the fast paths.
+    const std::wstring sample = L"Mars \x410\x44F \xE9\x20AC \x3042\x4E2D\xAC00 \x1EA1\x103 ...";
+    std::wstring text;
+    for (wchar_t c : sample + sample + sample) {
+      if (EncodeModel(std::wstring(1, c)) != kToBytesError) text += c;
+    }
+    const std::string encoded = EncodeModel(text);
+    for (std::size_t at = 0; at <= encoded.size() && !HasFailure(); ++at) {
+      const std::string bytes = encoded.substr(0, at) + '\0' + encoded.substr(at);
+      EXPECT_EQ(string_string_to_wstring(bytes, name), DecodeModel(bytes)) << name << Hex(bytes);
+    }
+    for (std::size_t at = 0; at <= text.size() && !HasFailure(); ++at) {
+      const std::wstring wide = text.substr(0, at) + L'\0' + text.substr(at);
       EXPECT_EQ(string_wstring_to_string(wide, name), EncodeModel(wide)) << name << Hex(wide);
     }
     uselocale(old);

@@ -1,6 +1,7 @@
 # Generates the locales and reference texts that the conversion tests use, without root:
 #   ${OUT}/de_DE.ISO-8859-1, ${OUT}/de_DE.UTF-8      locales for LOCPATH=${OUT}, and multibyte
 #   ${OUT}/zh_TW.BIG5, ${OUT}/ja_JP.SJIS, ...        locales of East Asian encodings
+#   ${OUT}/ru_RU.KOI8-R, ${OUT}/de_DE.CP1252          single-byte ones, the second with bytes it lacks
 #   ${OUT}/<name>.iconv.utf8.txt                     the platform's iconv of each Latin-1 corpus file
 # Anything that cannot be made is left out: the tests that need it skip and say why.
 # Arguments: -DOUT=<dir> -DCORPUS=<dir> -DLOCALEDEF=<path or empty> -DICONV=<path or empty>
@@ -12,7 +13,7 @@ foreach(entry de_DE.ISO-8859-1:de_DE:ISO-8859-1 de_DE.UTF-8:de_DE:UTF-8 C.UTF-8:
              zh_TW.BIG5:zh_TW:BIG5 zh_HK.BIG5-HKSCS:zh_HK:BIG5-HKSCS
              ja_JP.EUC-JISX0213:ja_JP:EUC-JISX0213 ja_JP.SHIFT_JISX0213:ja_JP:SHIFT_JISX0213
              ja_JP.EUC-JP:ja_JP:EUC-JP ja_JP.SJIS:ja_JP:SHIFT_JIS ko_KR.EUC-KR:ko_KR:EUC-KR
-             zh_CN.GB18030:zh_CN:GB18030)
+             zh_CN.GB18030:zh_CN:GB18030 ru_RU.KOI8-R:ru_RU:KOI8-R de_DE.CP1252:de_DE:CP1252)
   string(REPLACE ":" ";" entry ${entry})
   list(GET entry 0 name)
   list(GET entry 1 source)
