@@ -194,6 +194,8 @@ Output::Output(const std::string& path) : mode_(kStdout), path_(path), fd_(STDOU
 
 Output::~Output() {
   if (committed_) return;
+  // What reached standard output before a failure stays there, as a pipe would have it.
+  if (mode_ == kStdout && !buffer_.empty()) WriteAll(fd_, buffer_.data(), buffer_.size());
   if (mode_ != kStdout && fd_ >= 0) close(fd_);
   if (target_fd_ >= 0) close(target_fd_);
   if (mode_ == kAtomic) {

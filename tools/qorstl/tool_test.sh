@@ -213,5 +213,167 @@ same 'replace escapes' "$work/out" <(printf 'aaa a\tb\n')
 expect 'replace needs two' 2 '' 'replace needs FROM and TO' -- "$tool" replace a
 rm "$work/in"
 
+# --- inputs that cannot seek: read to their end ---
+if [ $have_iconv = yes ]; then
+  { printf '\xfe\xff'; printf 'hello\n' | iconv -t UTF-16BE; } >"$work/hello.16"
+  expect 'process substitution' 0 '*' '' -- "$tool" convert -f utf-8 -t utf-16 <(echo hello)
+  same 'process substitution' "$work/out" "$work/hello.16"
+  mkfifo "$work/fifo"
+  { echo hello >"$work/fifo" & } 2>/dev/null
+  expect 'named FIFO' 0 '*' '' -- "$tool" convert -t UTF-16 "$work/fifo"
+  same 'named FIFO' "$work/out" "$work/hello.16"
+fi
+cat /proc/version >"$work/version.txt"
+expect '/proc file' 0 '*' '' -- "$tool" convert /proc/version
+same '/proc file' "$work/out" "$work/version.txt"
+expect 'check a /proc file' 0 '^/proc/version: ASCII$' '' -- "$tool" check /proc/version
+expect 'check a pipe' 1 'not UTF-8: malformed sequence at byte 0, line 1 \(byte FF\)' '' -- \
+  "$tool" check <(printf '\xff')
+printf 'a\xc3\xa9\n' >"$work/in"
+expect 'check standard input' 0 '^standard input: UTF-8$' '' -- "$tool" check -
+rm "$work/in"
+if [ "$(id -u)" != 0 ]; then
+  printf 'secret\n' >"$work/unreadable.txt"
+  chmod 000 "$work/unreadable.txt"
+  expect 'unreadable input' 2 '' '^qorstl: unreadable.txt: Permission denied$' -- \
+    env -C "$work" "$tool" convert unreadable.txt
+  expect 'find in an unreadable file' 2 '' '^qorstl: unreadable.txt: Permission denied$' -- \
+    env -C "$work" "$tool" find secret unreadable.txt
+fi
+
+# --- -o writes into what the path names ---
+inode() { stat -L -c %i "$1"; }
+printf 'old\n' >"$work/target.txt"
+ln -s target.txt "$work/link.txt"
+expect '-o through a symlink' 0 '' '' -- "$tool" convert -o "$work/link.txt" "$work/two.txt"
+checks=$((checks + 1))
+[ -L "$work/link.txt" ] || fail '-o through a symlink: the link was replaced'
+same '-o through a symlink' "$work/target.txt" "$work/two.txt"
+ln -s new-target.txt "$work/dangling.txt"
+expect '-o through a dangling symlink' 0 '' '' -- "$tool" convert -o "$work/dangling.txt" "$work/two.txt"
+same '-o through a dangling symlink' "$work/new-target.txt" "$work/two.txt"
+printf 'old\n' >"$work/linked.txt"
+ln "$work/linked.txt" "$work/other-name.txt"
+expect '-o onto a hard link' 0 '' '' -- "$tool" convert -o "$work/linked.txt" "$work/two.txt"
+same '-o onto a hard link' "$work/other-name.txt" "$work/two.txt"
+expect '-o onto a hard link, bad input' 2 '' 'bad.txt: not valid UTF-8' -- \
+  "$tool" convert -o "$work/linked.txt" "$work/bad.txt"
+same '-o onto a hard link, bad input, keeps the file' "$work/other-name.txt" "$work/two.txt"
+printf 'old\n' >"$work/mode.txt"
+chmod 640 "$work/mode.txt"
+expect '-o keeps the mode' 0 '' '' -- "$tool" convert -o "$work/mode.txt" "$work/two.txt"
+checks=$((checks + 1))
+[ "$(stat -c %a "$work/mode.txt")" = 640 ] || fail "-o keeps the mode: $(stat -c %a "$work/mode.txt")"
+same '-o keeps the mode' "$work/mode.txt" "$work/two.txt"
+cp "$data/mars-french.latin1.txt" "$work/same.txt"
+expect '-o onto its own input' 0 '' '' -- \
+  "$tool" convert -f latin1 -o "$work/same.txt" "$work/same.txt"
+"$tool" convert -f latin1 "$data/mars-french.latin1.txt" >"$work/same.expected"
+same '-o onto its own input' "$work/same.txt" "$work/same.expected"
+expect '-o /dev/null' 0 '' '' -- "$tool" convert -o /dev/null "$work/two.txt"
+expect '-o /dev/full' 2 '' '^qorstl: /dev/full: No space left on device$' -- \
+  "$tool" convert -o /dev/full "$work/two.txt"
+expect '-o /dev/stdout' 0 '^b$' '' -- "$tool" convert -o /dev/stdout "$work/two.txt"
+no_leftovers '-o targets'
+if [ "$(id -u)" != 0 ]; then
+  mkdir "$work/locked"
+  printf 'old\n' >"$work/locked/file.txt"
+  chmod a-w "$work/locked"
+  expect '-o in a read-only directory' 0 '' '' -- \
+    "$tool" convert -o "$work/locked/file.txt" "$work/two.txt"
+  same '-o in a read-only directory' "$work/locked/file.txt" "$work/two.txt"
+  printf 'old\n' >"$work/readonly.txt"
+  chmod 444 "$work/readonly.txt"
+  expect '-o onto a read-only file' 2 '' 'readonly.txt: Permission denied$' -- \
+    "$tool" convert -o "$work/readonly.txt" "$work/two.txt"
+  same '-o onto a read-only file keeps it' "$work/readonly.txt" <(printf 'old\n')
+else
+  mknod "$work/null" c 1 3 && mknod "$work/full" c 1 7
+  expect '-o onto a device node' 0 '' '' -- "$tool" convert -o "$work/null" "$work/two.txt"
+  expect '-o onto a full device' 2 '' 'full: No space left on device$' -- \
+    "$tool" convert -o "$work/full" "$work/two.txt"
+  checks=$((checks + 1))
+  [ -c "$work/null" ] && [ -c "$work/full" ] || fail '-o onto a device node: no longer a device'
+  printf 'old\n' >"$work/owned.txt"
+  chown 12345:12346 "$work/owned.txt"
+  expect '-o as root keeps the owner' 0 '' '' -- "$tool" convert -o "$work/owned.txt" "$work/two.txt"
+  checks=$((checks + 1))
+  [ "$(stat -c %u:%g "$work/owned.txt")" = 12345:12346 ] || fail "-o as root keeps the owner: $(stat -c %u:%g "$work/owned.txt")"
+fi
+
+# --- every write to standard output is checked ---
+if [ -w /dev/full ]; then
+  for cmd in 'check /proc/version' 'find Linux /proc/version' 'convert -l' '--help' \
+    'convert --help' 'convert /proc/version'; do
+    expect "$cmd into /dev/full" 2 '' '^qorstl: write error: No space left on device$' -- \
+      sh -c "exec \"\$0\" $cmd >/dev/full" "$tool"
+  done
+  printf 'a b\n' >"$work/in"
+  for cmd in 'split --by " "' 'trim' 'replace a b'; do
+    expect "$cmd into /dev/full" 2 '' 'write error: No space left' -- \
+      sh -c "exec \"\$0\" $cmd >/dev/full" "$tool"
+  done
+  rm "$work/in"
+fi
+
+# --- charsets of the platform's iconv, -c and --substitute ---
+if [ $have_iconv = yes ]; then
+  expect 'convert -l lists iconv charsets' 0 '^WINDOWS-1252$' '' -- "$tool" convert -l
+  for charset in WINDOWS-1252 UTF-32 UTF-32LE SHIFT_JIS GB18030 KOI8-R ISO-8859-15 UTF-7; do
+    for name in mars-french mars-chinese mars-english lipsum-russian lipsum-japanese; do
+      src="$data/$name.utf8.txt"
+      [ -e "$src" ] || continue
+      iconv -f UTF-8 -t $charset "$src" >"$work/ref" 2>/dev/null || continue
+      expect "to $charset: $name" 0 '*' '' -- "$tool" convert -t $charset "$src"
+      same "to $charset: $name" "$work/out" "$work/ref"
+      expect "from $charset: $name" 0 '*' '' -- "$tool" convert -f $charset "$work/ref"
+      same "from $charset: $name" "$work/out" "$src"
+    done
+  done
+  # -c leaves out exactly what iconv -c leaves out, on malformed input built from a tiny
+  # alphabet of bytes (ASCII, leads, continuations, bytes that never occur in UTF-8).
+  alphabet=(41 0a c3 a9 e2 82 ac f0 9f 98 80 ff c0 ed a0 f4 90 bf)
+  RANDOM=15
+  for round in $(seq 25); do
+    bytes=''
+    for _ in $(seq $((RANDOM % 40))); do bytes+="\\x${alphabet[RANDOM % ${#alphabet[@]}]}"; done
+    bytes+='\x41'  # never cut short at the end, where both report an error
+    printf "$bytes" >"$work/random.txt"
+    for charset in UTF-16LE ISO-8859-1 WINDOWS-1252; do
+      iconv -c -f UTF-8 -t $charset "$work/random.txt" >"$work/ref" 2>/dev/null
+      expect "-c to $charset, round $round ($bytes)" 0 '*' '' -- \
+        "$tool" convert -c -t $charset "$work/random.txt"
+      same "-c to $charset, round $round ($bytes)" "$work/out" "$work/ref"
+    done
+  done
+  printf 'A\x00\x00\xd8B\x00\x00\xdc' >"$work/lone.16"
+  iconv -c -f UTF-16LE -t UTF-8 "$work/lone.16" >"$work/ref"
+  expect '-c from UTF-16LE' 0 '*' '' -- "$tool" convert -c -f UTF-16LE "$work/lone.16"
+  same '-c from UTF-16LE' "$work/out" "$work/ref"
+  printf 'a\xe2\x82' >"$work/cut.txt"
+  expect '-c, cut short at the end' 2 'a' 'cut.txt: not valid UTF-8 text: incomplete character at end at byte 1' -- \
+    "$tool" convert -c -t latin1 "$work/cut.txt"
+fi
+while IFS='|' read -r what input to expected; do
+  printf "$input" >"$work/sub.txt"
+  expect "--substitute: $what" 0 '*' '' -- "$tool" convert --substitute -t "$to" "$work/sub.txt"
+  same "--substitute: $what" "$work/out" <(printf "$expected")
+done <<'CASES'
+malformed byte to UTF-8|a\xffb|UTF-8|a\xef\xbf\xbdb
+lead and continuations, one mark|a\xe2\x82b|UTF-8|a\xef\xbf\xbdb
+cut short at the end|a\xe2\x82|UTF-8|a\xef\xbf\xbd
+not in Latin-1|\xe2\x82\xac1|latin1|?1
+not in KOI8-R, U+FFFD neither|\xc3\xa9|KOI8-R|?
+UTF-16 holds U+FFFD|\xff|UTF-16LE|\xfd\xff
+CASES
+
+# --- UTF-16: what convert writes, check recognises; both apply the same rules ---
+expect 'check what convert -t UTF-16 writes' 0 '^standard input: UTF-16BE with byte-order mark$' '' -- \
+  sh -c '"$0" convert -t UTF-16 "$1" | "$0" check -' "$tool" "$data/mars-chinese.utf8.txt"
+expect 'check an odd-length UTF-16 file' 1 'odd16.txt: not UTF-16LE: odd number of bytes at byte 2$' '' -- \
+  env -C "$work" "$tool" check odd16.txt
+expect 'check an unpaired surrogate' 1 'not UTF-16LE: unpaired surrogate U\+D83D at byte 2$' '' -- \
+  "$tool" check "$work/lone16.txt"
+
 echo "$checks checks, $failures failed"
 [ "$failures" = 0 ]
