@@ -4,14 +4,15 @@
 #   scripts/setup.sh        the build's own needs: compiler, CMake, GoogleTest, locales, iconv
 #   scripts/setup.sh --ci   also what CI and development use: clang and libc++, clang-format, the
 #                           benchmarks' peers, the aarch64 cross compiler and qemu, Doxygen and
-#                           the Debian packaging tools, the arm64 C library for the tests under qemu
+#                           the Debian packaging tools, the arm64 C library for the tests under qemu,
+#                           /usr/bin/time for the tool's peak-memory test
 # Runs apt-get as root, through sudo otherwise; without either it names the packages to install.
 set -euo pipefail
 
 build_packages=(cmake g++ make pkg-config googletest libgtest-dev locales libc-bin binutils)
 ci_packages=(ninja-build clang libclang-rt-14-dev libc++-dev libc++abi-dev clang-format
              libbenchmark-dev qemu-user g++-aarch64-linux-gnu libhyperscan-dev libabsl-dev
-             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file libc6:arm64)
+             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file libc6:arm64 time)
 
 packages=("${build_packages[@]}")
 case "${1:-}" in
