@@ -142,8 +142,16 @@ Encoding ResolveEncoding(const std::string& name) {
     const std::string charset = CharsetOfLocale(locale);
     if (!charset.empty() && Canonical(charset) == c) return {Encoding::kLocale, locale, name};
   }
+  // A usable name spelt another way ("WINDOWS1252", "shift-jis"), else the closest names.
+  const std::vector<std::string> usable = ListEncodings();
+  for (const std::string& known : usable) {
+    const std::string candidate = known.substr(0, known.find(' '));
+    if (Canonical(candidate) == c && IconvKnows(candidate)) {
+      return {Encoding::kIconv, candidate, name};
+    }
+  }
   std::vector<std::pair<std::size_t, std::string>> near;
-  for (const std::string& known : ListEncodings()) {
+  for (const std::string& known : usable) {
     const std::string candidate = known.substr(0, known.find(' '));
     const std::string k = Canonical(candidate);
     const std::size_t d = Distance(c, k);

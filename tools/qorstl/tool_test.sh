@@ -112,6 +112,9 @@ expect 'missing file' 2 '' '^qorstl: nosuch.txt: No such file or directory$' -- 
   env -C "$work" "$tool" convert -f utf-8 -t utf-16 nosuch.txt
 expect 'unknown encoding' 2 '' "^qorstl: unknown encoding KLINGON-8 \('qorstl convert -l' lists" -- \
   "$tool" convert -f KLINGON-8 "$work/two.txt"
+printf 'caf\xc3\xa9\n' >"$work/cafe.txt"
+expect 'another spelling of a charset' 0 '*' '' -- "$tool" convert -t windows1252 "$work/cafe.txt"
+same 'another spelling of a charset' "$work/out" <(printf 'caf\xe9\n')
 expect 'misspelled encoding' 2 '' '^qorstl: unknown encoding WINDOWS-125; did you mean WINDOWS-1250, ' -- \
   "$tool" convert -f WINDOWS-125 "$work/two.txt"
 expect 'invalid UTF-8' 2 '' \
