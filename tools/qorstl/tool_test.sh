@@ -78,6 +78,16 @@ if [ $have_latin1 = yes ] && [ $have_iconv = yes ]; then
     "euro.txt: character U\+20AC \(character 6, line 1\) cannot be written in latin1" -- \
     env -C "$work" "$tool" convert -t latin1 euro.txt
   expect 'convert -l' 0 '^ISO-8859-1 \(locale de_DE.ISO-8859-1\)$' '' -- "$tool" convert -l
+  # Through a locale, by the library: where a character is missing, and what -c and
+  # --substitute make of it.
+  expect 'character missing from a locale' 2 '' \
+    "euro.txt: character U\+20AC \(character 6, line 1\) cannot be written in de_DE.ISO-8859-1" -- \
+    env -C "$work" "$tool" convert -t de_DE.ISO-8859-1 euro.txt
+  expect 'a locale, -c' 0 '*' '' -- "$tool" convert -c -t de_DE.ISO-8859-1 "$work/euro.txt"
+  same 'a locale, -c' "$work/out" <(printf 'caf\xe9 5\n')
+  expect 'a locale, --substitute' 0 '*' '' -- \
+    "$tool" convert --substitute -t de_DE.ISO-8859-1 "$work/euro.txt"
+  same 'a locale, --substitute' "$work/out" <(printf 'caf\xe9 ?5\n')
 else
   echo "SKIP: Latin-1 conversions (need iconv and $locales/de_DE.ISO-8859-1)"
 fi
@@ -197,6 +207,30 @@ expect 'find in a missing file' 2 '' '^qorstl: nosuch.txt: No such file or direc
 expect 'find: a missing file among others' 2 'hay.txt:19:2:cat' 'nosuch.txt: No such file' -- \
   env -C "$work" "$tool" find cat nosuch.txt hay.txt
 expect 'find in a directory' 2 '' '^qorstl: adir: Is a directory$' -- env -C "$work" "$tool" find Mars adir
+
+# Occurrences across the tool's 256 KiB chunks (and a pipe's 64 KiB reads): the earliest is the
+# longer pattern that starts first, though a shorter one ends sooner.
+{ head -c $((262144 - 3)) /dev/zero | tr '\0' x; printf 'Venus\nus\n'; } >"$work/boundary.txt"
+expect 'find across chunks, earliest' 0 '^262141:1:Venus$' '' -- \
+  "$tool" find -e us -e Venus "$work/boundary.txt"
+cp "$work/boundary.txt" "$work/in"
+expect 'find across chunks, earliest, a pipe' 0 '^262141:1:Venus$' '' -- \
+  sh -c 'cat | "$0" find -e us -e Venus' "$tool"
+rm "$work/in"
+expect 'find across chunks, longest' 0 '^262141:1:Venus$' '' -- \
+  "$tool" find --mode longest -e us -e Venus "$work/boundary.txt"
+expect 'find across chunks, list' 0 '^262146:1:\\nus$' '' -- \
+  "$tool" find --mode list -e '\nus' -e Venus "$work/boundary.txt"
+expect 'find, a line feed in the argument' 0 '^0:1:$' '' -- \
+  "$tool" find --mode list -e $'Mars\n' "$work/boundary.txt"
+cp "$work/boundary.txt" "$work/in"
+expect 'replace across chunks' 0 '*' '' -- "$tool" replace xVenus '<V>'
+same 'replace across chunks' "$work/out" <(sed 's/xVenus/<V>/g' "$work/boundary.txt")
+rm "$work/in"
+{ printf 'a'; head -c 600000 /dev/zero | tr '\0' ' '; printf 'b  \n   \n  c'; } >"$work/in"
+expect 'trim across chunks' 0 '*' '' -- "$tool" trim
+same 'trim across chunks' "$work/out" <(sed 's/^ *//; s/ *$//' "$work/in")
+rm "$work/in"
 
 # --- split, trim, replace ---
 printf 'a,b;;c,\n' >"$work/in"
