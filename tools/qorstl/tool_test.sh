@@ -377,15 +377,18 @@ if [ $have_iconv = yes ]; then
     bytes+='\x41'  # never cut short at the end, where both report an error
     printf "$bytes" >"$work/random.txt"
     for charset in UTF-16LE ISO-8859-1 WINDOWS-1252; do
-      iconv -c -f UTF-8 -t $charset "$work/random.txt" >"$work/ref" 2>/dev/null
-      expect "-c to $charset, round $round ($bytes)" 0 '*' '' -- \
+      # Where iconv -c fails too (a character cut short at the end), both keep what came before.
+      want=2
+      iconv -c -f UTF-8 -t $charset "$work/random.txt" >"$work/ref" 2>/dev/null && want=0
+      expect "-c to $charset, round $round ($bytes)" $want '*' '*' -- \
         "$tool" convert -c -t $charset "$work/random.txt"
       same "-c to $charset, round $round ($bytes)" "$work/out" "$work/ref"
     done
     # and from charsets that iconv(3) decodes, with their lead and trail bytes
     for charset in SHIFT_JIS GB18030 EUC-JP; do
-      iconv -c -f $charset -t UTF-8 "$work/random.txt" >"$work/ref" 2>/dev/null
-      expect "-c from $charset, round $round ($bytes)" 0 '*' '' -- \
+      want=2
+      iconv -c -f $charset -t UTF-8 "$work/random.txt" >"$work/ref" 2>/dev/null && want=0
+      expect "-c from $charset, round $round ($bytes)" $want '*' '*' -- \
         "$tool" convert -c -f $charset "$work/random.txt"
       same "-c from $charset, round $round ($bytes)" "$work/out" "$work/ref"
     done
