@@ -373,8 +373,9 @@ if [ $have_iconv = yes ]; then
   RANDOM=15
   for round in $(seq 20); do
     bytes=''
-    for _ in $(seq $((RANDOM % 40))); do bytes+="\\x${alphabet[RANDOM % ${#alphabet[@]}]}"; done
-    bytes+='\x41'  # never cut short at the end, where both report an error
+    length=$((RANDOM % 40))  # here, not in $(...), whose subshell draws other numbers
+    for _ in $(seq $length); do bytes+="\\x${alphabet[RANDOM % ${#alphabet[@]}]}"; done
+    bytes+='\x41'
     printf "$bytes" >"$work/random.txt"
     for charset in UTF-16LE ISO-8859-1 WINDOWS-1252; do
       # Where iconv -c fails too (a character cut short at the end), both keep what came before.
