@@ -4,14 +4,16 @@
 #   scripts/setup.sh        the build's own needs: compiler, CMake, GoogleTest, locales, iconv
 #   scripts/setup.sh --ci   also what CI and development use: clang and libc++, clang-format, the
 #                           benchmarks' peers, the aarch64 cross compiler and qemu, Doxygen, the
-#                           Debian packaging tools and lintian, the arm64 C library for qemu's tests
+#                           Debian packaging tools and lintian, the arm64 C library for qemu's tests,
+#                           /usr/bin/time for the tool's peak-memory test
 # Runs apt-get as root, through sudo otherwise; without either it names the packages to install.
 set -euo pipefail
 
 build_packages=(cmake g++ make pkg-config googletest libgtest-dev locales libc-bin binutils)
 ci_packages=(ninja-build clang libclang-rt-14-dev libc++-dev libc++abi-dev clang-format
              libbenchmark-dev qemu-user g++-aarch64-linux-gnu libhyperscan-dev libabsl-dev
-             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file lintian man-db libc6:arm64)
+             libutfcpp-dev libicu-dev doxygen fakeroot dpkg-dev file lintian man-db libc6:arm64
+             time)
 
 packages=("${build_packages[@]}")
 case "${1:-}" in
