@@ -6,35 +6,18 @@
 #if defined(QORSTL_X86_KERNELS) && defined(__x86_64__) && defined(__AVX2__) && defined(__BMI2__)
 #include <immintrin.h>
 
+#include "encoding/utf8_check_avx2.h"
+
 namespace qor {
 namespace internal {
 namespace {
 
 using namespace utf8_check;
+using avx2::Malformed;
+using avx2::Table;
 
-__m256i Table(const std::uint8_t (&t)[16]) {
-  return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
-}
-
-// Whether the 32 bytes in v, after the bytes whose last three are prev3, prev2 and prev1 at each
-// position, break a rule of standard UTF-8 (a sequence cut short by the end of the block is not
-// yet a fault).
-bool Malformed(__m256i v, __m256i prev1, __m256i prev2, __m256i prev3) {
-  const __m256i nibble = _mm256_set1_epi8(0x0F);
-  const __m256i pairs = _mm256_and_si256(
-      _mm256_and_si256(_mm256_shuffle_epi8(Table(kByFirstHigh),
-                                           _mm256_and_si256(_mm256_srli_epi16(prev1, 4), nibble)),
-                       _mm256_shuffle_epi8(Table(kByFirstLow), _mm256_and_si256(prev1, nibble))),
-      _mm256_shuffle_epi8(Table(kBySecondHigh), _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble)));
-  // Third bytes of E0..FF sequences and fourth bytes of F0..FF ones must be continuations.
-  const __m256i announced = _mm256_or_si256(_mm256_subs_epu8(prev2, _mm256_set1_epi8(0x60)),
-                                            _mm256_subs_epu8(prev3, _mm256_set1_epi8(0x70)));
-  const __m256i faults =
-      _mm256_xor_si256(pairs, _mm256_and_si256(announced, _mm256_set1_epi8(char(0x80))));
-  return _mm256_testz_si256(faults, faults) == 0;
-}
-
-// As above, read as if a sequence ended just before the block.
+// Whether the block in v breaks a rule of standard UTF-8, read as if a sequence ended just before
+// it.
 bool Malformed(__m256i v) {
   const __m256i before = _mm256_permute2x128_si256(v, v, 0x08);  // zero, then the low half
   return Malformed(v, _mm256_alignr_epi8(v, before, 15), _mm256_alignr_epi8(v, before, 14),

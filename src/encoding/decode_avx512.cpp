@@ -14,11 +14,15 @@
 #endif
 #include <immintrin.h>
 
+#include "encoding/utf8_check_avx512.h"
+
 namespace qor {
 namespace internal {
 namespace {
 
 using namespace utf8_check;
+using avx512::Malformed;
+using avx512::Table;
 
 struct Iota {
   alignas(64) std::uint8_t at[64];
@@ -28,33 +32,12 @@ struct Iota {
 };
 constexpr Iota kIota;
 
-__m512i Table(const std::uint8_t (&t)[16]) {
-  return _mm512_broadcast_i32x4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
-}
-
 __m512i Iota512() {
   return _mm512_load_si512(kIota.at);
 }
 
-// Whether the 64 bytes in v, after the bytes whose last three are prev3, prev2 and prev1 at each
-// position, break a rule of standard UTF-8 (a sequence cut short by the end of the block is not
-// yet a fault).
-bool Malformed(__m512i v, __m512i prev1, __m512i prev2, __m512i prev3) {
-  const __m512i nibble = _mm512_set1_epi8(0x0F);
-  const __m512i pairs = _mm512_and_si512(
-      _mm512_and_si512(_mm512_shuffle_epi8(Table(kByFirstHigh),
-                                           _mm512_and_si512(_mm512_srli_epi16(prev1, 4), nibble)),
-                       _mm512_shuffle_epi8(Table(kByFirstLow), _mm512_and_si512(prev1, nibble))),
-      _mm512_shuffle_epi8(Table(kBySecondHigh), _mm512_and_si512(_mm512_srli_epi16(v, 4), nibble)));
-  // Third bytes of E0..FF sequences and fourth bytes of F0..FF ones must be continuations.
-  const __m512i announced = _mm512_or_si512(_mm512_subs_epu8(prev2, _mm512_set1_epi8(0x60)),
-                                            _mm512_subs_epu8(prev3, _mm512_set1_epi8(0x70)));
-  const __m512i faults =
-      _mm512_xor_si512(pairs, _mm512_and_si512(announced, _mm512_set1_epi8(char(0x80))));
-  return _mm512_test_epi8_mask(faults, faults) != 0;
-}
-
-// As above, read as if a sequence ended just before the block.
+// Whether the block in v breaks a rule of standard UTF-8, read as if a sequence ended just before
+// it.
 bool Malformed(__m512i v) {
   const __m512i iota = Iota512();
   const auto back = [&](unsigned k, __mmask64 keep) {

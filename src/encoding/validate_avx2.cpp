@@ -8,15 +8,13 @@
 
 #include <cstring>
 
+#include "encoding/utf8_check_avx2.h"
+
 namespace qor {
 namespace internal {
 namespace {
 
 using namespace utf8_check;
-
-__m256i Table(const std::uint8_t (&t)[16]) {
-  return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
-}
 
 // Bytes that leave a sequence open at the end of a block: from F0 in the third place from the end,
 // E0 in the second, C0 in the last.
@@ -35,25 +33,13 @@ bool OpenAtEnd(__m256i v) {
 }
 
 // Whether the 32 bytes in v, read after the block `before`, break a rule of standard UTF-8 (a
-// sequence cut short by the end of the block is not yet a fault). The pair lookups flag a
-// continuation after a continuation, which is right exactly where a byte two or three back
-// announced a longer sequence.
+// sequence cut short by the end of the block is not yet a fault).
 bool Malformed(__m256i v, __m256i before) {
   const __m256i carry = _mm256_permute2x128_si256(before, v, 0x21);  // before's high half, v's low
   const __m256i prev1 = _mm256_alignr_epi8(v, carry, 15);
   const __m256i prev2 = _mm256_alignr_epi8(v, carry, 14);
   const __m256i prev3 = _mm256_alignr_epi8(v, carry, 13);
-  const __m256i nibble = _mm256_set1_epi8(0x0F);
-  const __m256i pairs = _mm256_and_si256(
-      _mm256_and_si256(_mm256_shuffle_epi8(Table(kByFirstHigh),
-                                           _mm256_and_si256(_mm256_srli_epi16(prev1, 4), nibble)),
-                       _mm256_shuffle_epi8(Table(kByFirstLow), _mm256_and_si256(prev1, nibble))),
-      _mm256_shuffle_epi8(Table(kBySecondHigh), _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble)));
-  const __m256i announced = _mm256_or_si256(_mm256_subs_epu8(prev2, _mm256_set1_epi8(0x60)),
-                                            _mm256_subs_epu8(prev3, _mm256_set1_epi8(0x70)));
-  const __m256i faults =
-      _mm256_xor_si256(pairs, _mm256_and_si256(announced, _mm256_set1_epi8(char(0x80))));
-  return _mm256_testz_si256(faults, faults) == 0;
+  return avx2::Malformed(v, prev1, prev2, prev3);
 }
 
 std::size_t Avx2StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {

@@ -13,15 +13,13 @@
 #endif
 #include <immintrin.h>
 
+#include "encoding/utf8_check_avx512.h"
+
 namespace qor {
 namespace internal {
 namespace {
 
 using namespace utf8_check;
-
-__m512i Table(const std::uint8_t (&t)[16]) {
-  return _mm512_broadcast_i32x4(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)));
-}
 
 // For each byte k of a block, where the byte j + 1 places before it lies: in the block (index
 // k - j - 1 of the first table), or at its end in the block before (bit 6 picks the second table).
@@ -46,25 +44,13 @@ struct OpenFloor {
 constexpr OpenFloor kOpenFloor;
 
 // Whether the 64 bytes in v, read after the block `before`, break a rule of standard UTF-8 (a
-// sequence cut short by the end of the block is not yet a fault). The pair lookups flag a
-// continuation after a continuation, which is right exactly where a byte two or three back
-// announced a longer sequence.
+// sequence cut short by the end of the block is not yet a fault).
 bool Malformed(__m512i v, __m512i before) {
   const auto back = [&](unsigned j) {
     return _mm512_permutex2var_epi8(v, _mm512_load_si512(kBack.by[j]), before);
   };
   const __m512i prev1 = back(0), prev2 = back(1), prev3 = back(2);
-  const __m512i nibble = _mm512_set1_epi8(0x0F);
-  const __m512i pairs = _mm512_and_si512(
-      _mm512_and_si512(_mm512_shuffle_epi8(Table(kByFirstHigh),
-                                           _mm512_and_si512(_mm512_srli_epi16(prev1, 4), nibble)),
-                       _mm512_shuffle_epi8(Table(kByFirstLow), _mm512_and_si512(prev1, nibble))),
-      _mm512_shuffle_epi8(Table(kBySecondHigh), _mm512_and_si512(_mm512_srli_epi16(v, 4), nibble)));
-  const __m512i announced = _mm512_or_si512(_mm512_subs_epu8(prev2, _mm512_set1_epi8(0x60)),
-                                            _mm512_subs_epu8(prev3, _mm512_set1_epi8(0x70)));
-  const __m512i faults =
-      _mm512_xor_si512(pairs, _mm512_and_si512(announced, _mm512_set1_epi8(char(0x80))));
-  return _mm512_test_epi8_mask(faults, faults) != 0;
+  return avx512::Malformed(v, prev1, prev2, prev3);
 }
 
 std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
