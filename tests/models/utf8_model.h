@@ -75,19 +75,6 @@ inline std::pair<std::size_t, Units> ModelDecode(const std::string& s, int flags
   return {count, stored};
 }
 
-// Where the first malformed sequence of `text` begins, or npos. The codec's rules are the strict
-// decoder's (the 31-bit forms less four lead bytes and the surrogates); the standard rules read
-// only standard sequences.
-inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
-  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
-    std::uint32_t v = 0;
-    n = standard ? StandardSequence(text, i, v) : Sequence(text, i, v);
-    if (!standard && (StrictlyRefused(text, i) || Surrogate(v))) n = 0;
-    if (n == 0) return i;
-  }
-  return std::string::npos;
-}
-
 // The one- to six-byte form of c: six value bits in each continuation byte, from the last, until
 // the rest fits the lead, which for n bytes has n one bits, a zero and 7 - n value bits.
 inline std::string Form(std::uint32_t c) {
@@ -108,6 +95,19 @@ inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
     if (n == 0) return i;
   }
   return std::string::npos;
+}
+
+// string_is_utf8_string: the whole text reads as 31-bit forms, none cut short, and at least one
+// byte is 0x80 or above.
+inline bool ModelIsUtf8(const std::string& text) {
+  bool high = false;
+  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
+    std::uint32_t v = 0;
+    n = Sequence(text, i, v);
+    if (n == 0) return false;
+    high = high || n > 1;
+  }
+  return high;
 }
 
 }  // namespace qor_test
