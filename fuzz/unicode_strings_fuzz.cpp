@@ -7,58 +7,12 @@
 #include <string>
 
 #include "fuzz_util.h"
+#include "models/utf8_model.h"
 #include "qor/qorstl.h"
 
-namespace {
-
 using qor_fuzz::Check;
-
-std::string ModelToUtf8(const std::wstring& text) {
-  std::string out;
-  for (wchar_t element : text) {
-    const auto c = static_cast<std::uint32_t>(element);
-    if (c <= 0x7F) {
-      out += static_cast<char>(c);
-    } else if (c <= 0x7FF) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c <= 0xFFFF) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += '?';
-    }
-  }
-  return out;
-}
-
-std::wstring ModelToUtf16(const std::string& text) {
-  // A follow byte missing at the end reads as zero.
-  const auto at = [&text](std::size_t i) -> std::uint32_t {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
-  };
-  std::wstring out;
-  for (std::size_t p = 0; p < text.size();) {
-    const std::uint32_t b = at(p);
-    if (b < 0x80) {
-      out += static_cast<wchar_t>(b);
-      p += 1;
-    } else if ((b & 0xE0) == 0xC0) {
-      out += static_cast<wchar_t>((b & 0x1F) << 6 | (at(p + 1) & 0x3F));
-      p += 2;
-    } else if ((b & 0xF0) == 0xE0) {
-      out += static_cast<wchar_t>((b & 0x0F) << 12 | (at(p + 1) & 0x3F) << 6 | (at(p + 2) & 0x3F));
-      p += 3;
-    } else {
-      out += L'?';
-      p += 1;
-    }
-  }
-  return out;
-}
-
-}  // namespace
+using qor_test::ModelToUtf16;
+using qor_test::ModelToUtf8;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);

@@ -1,5 +1,6 @@
-// Models of the UTF-8 reading rules, written plainly from the rules, shared by the tests and the
-// fuzz targets of the codec, its kernels and string_utf8_find_invalid.
+// Models of the UTF-8 rules, written plainly from the rules, shared by the tests and the fuzz
+// targets of the codec, its kernels, string_utf8_find_invalid, string_is_utf8_string and the loose
+// coders to_utf8 and to_utf16.
 #ifndef QORSTL_TESTS_MODELS_UTF8_MODEL_H_
 #define QORSTL_TESTS_MODELS_UTF8_MODEL_H_
 
@@ -108,6 +109,33 @@ inline bool ModelIsUtf8(const std::string& text) {
     high = high || n > 1;
   }
   return high;
+}
+
+// to_utf8: each element up to 0xFFFF in its one- to three-byte form (surrogates too), "?" for any
+// above.
+inline std::string ModelToUtf8(const std::wstring& units) {
+  std::string out;
+  for (wchar_t e : units)
+    out += static_cast<std::uint32_t>(e) <= 0xFFFF ? Form(static_cast<std::uint32_t>(e)) : "?";
+  return out;
+}
+
+// to_utf16: the lead byte gives the length (one to three bytes), each follow byte six more bits
+// whatever it is, a follow byte missing at the end reads as zero; any other byte gives "?".
+inline std::wstring ModelToUtf16(const std::string& s) {
+  const auto at = [&s](std::size_t i) {
+    return i < s.size() ? std::uint32_t(std::uint8_t(s[i])) : 0u;
+  };
+  std::wstring out;
+  for (std::size_t p = 0; p < s.size();) {
+    const std::uint32_t b = at(p);
+    const unsigned length = b < 0x80 ? 1 : (b & 0xE0) == 0xC0 ? 2 : (b & 0xF0) == 0xE0 ? 3 : 0;
+    std::uint32_t value = length == 0 ? '?' : b & (0x7Fu >> (length == 1 ? 0 : length));
+    for (unsigned k = 1; k < length; ++k) value = value << 6 | (at(p + k) & 0x3F);
+    out += static_cast<wchar_t>(value);
+    p += length == 0 ? 1 : length;
+  }
+  return out;
 }
 
 }  // namespace qor_test
