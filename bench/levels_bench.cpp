@@ -1,9 +1,7 @@
 // Every kernel level this CPU runs, called through the library's internal tables, next to the
 // yardstick's kernel of the same level forced by name: decoding (the filling call), encoding (the
 // filling call) and validation of the five scripts, in one run. Ends with a table of GB/s and the
-// ratio ours / yardstick per level, operation and script.
-#include <cstdio>
-#include <map>
+// ratio qor / yardstick per level, operation and script.
 #include <string>
 #include <vector>
 
@@ -13,6 +11,7 @@
 #include "encoding/decode_kernels.h"
 #include "encoding/encode_kernels.h"
 #include "qor/qorstl.h"
+#include "ratio_report.h"
 #include "utf8_scripts.h"
 #if defined(QORSTL_HAVE_SIMDUTF)
 #include <simdutf.h>
@@ -53,7 +52,7 @@ void RegisterOurs(const Level& level, const char* op, const Script& script) {
   const DecodeKernels* decode = DecodeKernelsFor(level.isa);
   const EncodeKernels* encode = EncodeKernelsFor(level.isa);
   if (decode == nullptr || encode == nullptr) return;
-  const std::string name = std::string(IsaName(level.isa)) + "/" + op + "/" + script.name + "/ours";
+  const std::string name = std::string(IsaName(level.isa)) + "/" + op + "/" + script.name + "/qor";
   benchmark::RegisterBenchmark(
       name.c_str(), [decode, encode, op = std::string(op), script](benchmark::State& state) {
         Texts t(script);
@@ -103,53 +102,7 @@ void RegisterPeer(const Level& level, const char* op, const Script& script) {
 }
 #endif
 
-// Collects each run's median GB/s and prints the table at the end.
-class LevelReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      const auto it = run.counters.find("bytes_per_second");
-      if (it == run.counters.end()) continue;
-      std::string name = run.run_name.function_name;
-      const auto who = name.substr(name.rfind('/') + 1);
-      gbps_[name.substr(0, name.rfind('/'))][who] = it->second / 1e9;
-    }
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::printf("\nours / simdutf (GB/s of UTF-8), best level picked here: %s\n",
-                IsaName(BestIsa()));
-    std::printf("%-8s %-9s", "level", "operation");
-    for (const Script& script : kScripts) std::printf(" %20s", script.name);
-    std::printf("\n");
-    for (const Level& level : kLevels) {
-      for (const char* op : kOperations) {
-        const std::string row = std::string(IsaName(level.isa)) + "/" + op + "/";
-        if (gbps_.count(row + kScripts[0].name) == 0) continue;
-        std::printf("%-8s %-9s", IsaName(level.isa), op);
-        for (const Script& script : kScripts) {
-          auto& who = gbps_[row + script.name];
-          const double ours = who["ours"], peer = who["simdutf"];
-          char cell[64];
-          std::snprintf(cell, sizeof cell, "%.2f/%.2f=%.2f", ours, peer,
-                        peer > 0 ? ours / peer : 0);
-          std::printf(" %20s", cell);
-        }
-        std::printf("\n");
-      }
-    }
-  }
-
- private:
-  std::map<std::string, std::map<std::string, double>> gbps_;
-};
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
+const bool kRegistered = [] {
   for (const Level& level : kLevels) {
     for (const char* op : kOperations) {
       for (const Script& script : kScripts) {
@@ -160,8 +113,9 @@ int main(int argc, char** argv) {
       }
     }
   }
-  LevelReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
-}
+  return qor_bench::AddGrid(
+      std::string("qor / simdutf (GB/s of UTF-8), best level picked here: ") + IsaName(BestIsa()),
+      "simdutf");
+}();
+
+}  // namespace

@@ -1,12 +1,11 @@
 // Reading UTF-8 at the speed of the published SIMD transcoder: validation, decoding into a caller's
 // buffer, the string overload, the conversions by name and to_utf16, on five scripts, next to
-// simdutf, utf8cpp and iconv, in one run. Ends with a table of GB/s and the ratio to simdutf.
+// simdutf, utf8cpp and iconv, in one run. Ends with
+// the ratio tables and a grid of each runner's GB/s over simdutf's per function and script.
 #include <iconv.h>
 
-#include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +13,7 @@
 
 #include "cpu_features.h"
 #include "qor/qorstl.h"
+#include "ratio_report.h"
 #include "utf8_scripts.h"
 #if defined(QORSTL_HAVE_SIMDUTF)
 #include <simdutf.h>
@@ -28,13 +28,13 @@ using qor_bench::kScripts;
 using qor_bench::ReadCorpus;
 using qor_bench::Script;
 
-// One measured function: its row in the table, who it is ("ours", "simdutf" or a scalar peer),
+// One measured function: its row in the table, who it is ("qor", "simdutf" or a scalar peer),
 // and the body run once per iteration on the script's text.
 template <class Body>
 void Add(const std::string& row, const std::string& who, const Body& body, std::size_t cut = 0) {
   for (const Script& script : kScripts) {
     benchmark::RegisterBenchmark(
-        (row + "/" + who + "/" + script.name).c_str(),
+        (row + "/" + script.name + "/" + who).c_str(),
         [body, script, cut](benchmark::State& state) {
           std::string text = ReadCorpus(script.file);
           // A short text: the first `cut` bytes, extended to where a sequence starts.
@@ -61,22 +61,22 @@ std::size_t IconvDecode(const std::string& text, wchar_t* out) {
 
 void RegisterAll() {
   using benchmark::DoNotOptimize;
-  Add("string_is_utf8_string", "ours",
+  Add("string_is_utf8_string", "qor",
       [](const std::string& t, wchar_t*) { DoNotOptimize(qor::string_is_utf8_string(t)); });
-  Add("utf8_to_wchar filling", "ours", [](const std::string& t, wchar_t* out) {
+  Add("utf8_to_wchar filling", "qor", [](const std::string& t, wchar_t* out) {
     DoNotOptimize(utf8_to_wchar(t.data(), t.size(), out, t.size(), 0));
   });
-  Add("utf8_to_wchar(std::string)", "ours",
+  Add("utf8_to_wchar(std::string)", "qor",
       [](const std::string& t, wchar_t*) { DoNotOptimize(utf8_to_wchar(t)); });
-  Add("\"utf-8\" by name", "ours",
+  Add("\"utf-8\" by name", "qor",
       [](const std::string& t, wchar_t*) { DoNotOptimize(qor::string_utf8_to_wstring(t)); });
-  Add("to_utf16", "ours", [](const std::string& t, wchar_t*) { DoNotOptimize(qor::to_utf16(t)); });
-  Add("\"utf-8-16\" by name", "ours", [](const std::string& t, wchar_t*) {
+  Add("to_utf16", "qor", [](const std::string& t, wchar_t*) { DoNotOptimize(qor::to_utf16(t)); });
+  Add("\"utf-8-16\" by name", "qor", [](const std::string& t, wchar_t*) {
     DoNotOptimize(qor::string_string_to_wstring(t, "utf-8-16"));
   });
   // Where the call itself dominates: the first 24 bytes of each text.
   Add(
-      "utf8_to_wchar filling 24B", "ours",
+      "utf8_to_wchar filling 24B", "qor",
       [](const std::string& t, wchar_t* out) {
         DoNotOptimize(utf8_to_wchar(t.data(), t.size(), out, t.size(), 0));
       },
@@ -116,53 +116,12 @@ void RegisterAll() {
       [](const std::string& t, wchar_t* out) { DoNotOptimize(IconvDecode(t, out)); });
 }
 
-// Collects every run's GB/s beside the console output and prints the table at the end.
-class TableReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      const std::string name = run.run_name.function_name;
-      const auto cut1 = name.find('/'), cut2 = name.rfind('/');
-      const auto it = run.counters.find("bytes_per_second");
-      if (it == run.counters.end()) continue;
-      gbps_[name.substr(0, cut1)][name.substr(cut2 + 1)][name.substr(cut1 + 1, cut2 - cut1 - 1)] =
-          it->second / 1e9;
-    }
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::printf("\nqorstl kernel: %s\n", qor::internal::IsaName(qor::internal::BestIsa()));
-    std::printf("%-28s %-9s %8s %8s %16s %8s\n", "function", "script", "ours", "simdutf",
-                "best scalar", "ratio");
-    for (auto& [row, scripts] : gbps_) {
-      for (const Script& script : kScripts) {
-        auto& who = scripts[script.name];
-        double best = 0;
-        std::string best_name = "-";
-        for (auto& [name, value] : who) {
-          if (name != "ours" && name != "simdutf" && value > best) best = value, best_name = name;
-        }
-        const double simd = who.count("simdutf") ? who["simdutf"] : 0;
-        std::printf("%-28s %-9s %8.2f %8.2f %8.2f %-7s %8.2f\n", row.c_str(), script.name,
-                    who["ours"], simd, best, best_name.c_str(), simd > 0 ? who["ours"] / simd : 0);
-      }
-    }
-  }
-
- private:
-  std::map<std::string, std::map<std::string, std::map<std::string, double>>> gbps_;
-};
+const bool kRegistered = [] {
+  const char* const kernel = qor::internal::IsaName(qor::internal::BestIsa());
+  benchmark::AddCustomContext("qorstl kernel", kernel);
+  RegisterAll();
+  return qor_bench::AddGrid(std::string("qor / simdutf (GB/s of UTF-8), qorstl kernel: ") + kernel,
+                            "simdutf");
+}();
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  benchmark::AddCustomContext("qorstl kernel", qor::internal::IsaName(qor::internal::BestIsa()));
-  RegisterAll();
-  TableReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
-}

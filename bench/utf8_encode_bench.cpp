@@ -1,18 +1,18 @@
 // Encoding UTF-32 to UTF-8 on five scripts: the library's encoders next to simdutf (SIMD), utf8cpp,
-// iconv and ICU (scalar). Ends with a table of GB/s of UTF-32 input and the ratio to simdutf.
+// iconv and ICU (scalar). Ends with the ratio tables and a grid of GB/s of UTF-32 input over
+// simdutf's per runner and script.
 #include <iconv.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#define QORSTL_BENCH_OWN_MAIN 1  // for the default options below
 #include "qor/qorstl.h"
+#include "ratio_report.h"
 #include "utf8_scripts.h"
 #if defined(__x86_64__) && !defined(QORSTL_X86_KERNELS)
 #define QORSTL_X86_KERNELS 1  // as the library is built by default, to name its kernel
@@ -120,7 +120,6 @@ void BM_Simdutf(benchmark::State& state) {
   }
   Finish(state, in, out, size);
 }
-BENCHMARK(BM_Simdutf)->DenseRange(0, kScriptCount - 1);
 #endif
 
 #if defined(QORSTL_HAVE_UTF8CPP)
@@ -134,7 +133,6 @@ void BM_Utf8cpp(benchmark::State& state) {
   }
   Finish(state, in, out, size);
 }
-BENCHMARK(BM_Utf8cpp)->DenseRange(0, kScriptCount - 1);
 #endif
 
 #if defined(QORSTL_HAVE_ICU)
@@ -151,7 +149,6 @@ void BM_Icu(benchmark::State& state) {
   }
   Finish(state, in, out, size);
 }
-BENCHMARK(BM_Icu)->DenseRange(0, kScriptCount - 1);
 #endif
 
 void BM_Iconv(benchmark::State& state) {
@@ -185,60 +182,35 @@ void BM_QorFillShort(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_QorFill)->DenseRange(0, kScriptCount - 1);
-BENCHMARK(BM_QorWstring)->DenseRange(0, kScriptCount - 1);
-BENCHMARK(BM_QorByName)->DenseRange(0, kScriptCount - 1);
-BENCHMARK(BM_QorToUtf8)->DenseRange(0, kScriptCount - 1);
-BENCHMARK(BM_Iconv)->DenseRange(0, kScriptCount - 1);
-BENCHMARK(BM_PickKernelPerCall);
-BENCHMARK(BM_QorFillShort);
-
-// Keeps the GB/s of every run (the median when repeated) for the closing table.
-class TableReporter : public benchmark::ConsoleReporter {
- public:
-  std::map<std::string, double> gbps;
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
-      std::string name = run.benchmark_name();
-      name = name.substr(0, name.find("_median"));
-      const auto found = run.counters.find("bytes_per_second");
-      if (found != run.counters.end()) gbps[name] = found->second / 1e9;
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-};
-
-void PrintTable(const std::map<std::string, double>& gbps) {
-  const auto at = [&gbps](const std::string& row, int script) {
-    const auto found = gbps.find(row + "/" + std::to_string(script));
-    return found != gbps.end() ? found->second : 0.0;
-  };
-  std::printf("\nkernel: %s; GB/s of UTF-32 input (ratio to simdutf)\n",
-              qor::internal::IsaName(qor::internal::BestIsa()));
-  std::printf("| row |");
-  for (const Script& s : kScripts) std::printf(" %s |", s.name);
-  std::printf("\n|---|---|---|---|---|---|\n");
-  const char* const rows[] = {"BM_QorFill",   "BM_QorWstring", "BM_QorByName",
-                              "BM_QorToUtf8", "BM_Simdutf",    "BM_Utf8cpp",
-                              "BM_Icu",       "BM_Iconv",      "best scalar peer"};
-  for (const char* row : rows) {
-    std::printf("| %s |", row);
-    for (int s = 0; s < kScriptCount; ++s) {
-      double value = at(row, s);
-      if (std::string(row) == "best scalar peer") {
-        value = std::max({at("BM_Utf8cpp", s), at("BM_Icu", s), at("BM_Iconv", s)});
-      }
-      const double simdutf = at("BM_Simdutf", s);
-      if (simdutf > 0) {
-        std::printf(" %.2f (%.2f) |", value, value / simdutf);
-      } else {
-        std::printf(" %.2f |", value);
-      }
-    }
-    std::printf("\n");
+// "wchar_to_utf8/<script>/<runner>", the library's filling call being "qor".
+void Register(const char* runner, void (*body)(benchmark::State&)) {
+  for (int script = 0; script < kScriptCount; ++script) {
+    const std::string name = std::string("wchar_to_utf8/") + kScripts[script].name + "/" + runner;
+    benchmark::RegisterBenchmark(name.c_str(), body)->Arg(script);
   }
 }
+
+const bool kRegistered = [] {
+  Register("qor", BM_QorFill);
+  Register("qor_wstring", BM_QorWstring);
+  Register("qor_by_name", BM_QorByName);
+  Register("qor_to_utf8", BM_QorToUtf8);
+#if defined(QORSTL_HAVE_SIMDUTF)
+  Register("simdutf", BM_Simdutf);
+#endif
+#if defined(QORSTL_HAVE_UTF8CPP)
+  Register("utf8cpp", BM_Utf8cpp);
+#endif
+#if defined(QORSTL_HAVE_ICU)
+  Register("icu", BM_Icu);
+#endif
+  Register("iconv", BM_Iconv);
+  benchmark::RegisterBenchmark("pick_kernel_per_call", BM_PickKernelPerCall);
+  benchmark::RegisterBenchmark("wchar_to_utf8_short", BM_QorFillShort);
+  return qor_bench::AddGrid(std::string("GB/s of UTF-32 input over simdutf's, kernel: ") +
+                                qor::internal::IsaName(qor::internal::BestIsa()),
+                            "simdutf");
+}();
 
 }  // namespace
 
@@ -249,10 +221,5 @@ int main(int argc, char** argv) {
   char repetitions[] = "--benchmark_repetitions=3";
   char aggregates[] = "--benchmark_report_aggregates_only=true";
   if (argc == 1) args.insert(args.end(), {min_time, repetitions, aggregates});
-  int count = static_cast<int>(args.size());
-  benchmark::Initialize(&count, args.data());
-  TableReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  PrintTable(reporter.gbps);
-  return 0;
+  return qor_bench::RunAndReport(static_cast<int>(args.size()), args.data());
 }

@@ -9,36 +9,21 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "fuzz_util.h"
+#include "models/case_fold_model.h"
 #include "qor/qorstl.h"
 
 namespace {
 
 using qor_fuzz::Check;
 using qor_fuzz::Sign;
+using qor_test::CompareFolded;
+using qor_test::ContainsFolded;
+using qor_test::WidenBytes;
 
 constexpr std::size_t kUnbounded = static_cast<std::size_t>(-1);
-
-template <class Char>
-unsigned long Fold(Char c, bool case_sensitive) {
-  // Wide values stay below 2^31 here, so signed and unsigned wchar_t platforms agree.
-  const auto value = static_cast<unsigned long>(static_cast<std::make_unsigned_t<Char>>(c));
-  return case_sensitive || value < 'A' || value > 'Z' ? value : value + ('a' - 'A');
-}
-
-// Sign of comparing the zero-terminated texts x and y over at most n units.
-template <class Char>
-int ModelCompare(const Char* x, const Char* y, std::size_t n, bool case_sensitive) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const unsigned long fx = Fold(x[i], case_sensitive), fy = Fold(y[i], case_sensitive);
-    if (fx != fy) return fx < fy ? -1 : 1;
-    if (x[i] == 0) break;
-  }
-  return 0;
-}
 
 int Low32(std::size_t n) {
   return static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(n)));
@@ -50,19 +35,8 @@ std::vector<char> Terminated(const std::string& s) {
   return std::vector<char>(s.c_str(), s.c_str() + std::strlen(s.c_str()) + 1);
 }
 
-// Wide text of the same shape: bytes below 0xF0 keep their value, the others stand for values far
-// above the Latin range.
-std::wstring Widen(const std::string& s) {
-  std::wstring wide;
-  for (char c : s) {
-    const auto b = static_cast<unsigned char>(c);
-    wide.push_back(static_cast<wchar_t>(b < 0xF0 ? b : (b & 0x0Fu) << 24 | b));
-  }
-  return wide;
-}
-
 void CheckNarrowComparisons(const std::string& a, const std::string& b, int n, bool cs) {
-  const int model = ModelCompare(a.c_str(), b.c_str(), kUnbounded, cs);
+  const int model = CompareFolded(a.c_str(), b.c_str(), kUnbounded, cs);
   const int direct = qor::qor_strcmp(a.c_str(), b.c_str(), cs);
   Check(Sign(direct) == model, "qor_strcmp against the model");
   Check(Sign(qor::qor_strcmp(b.c_str(), a.c_str(), cs)) == -model, "qor_strcmp reversed");
@@ -75,13 +49,13 @@ void CheckNarrowComparisons(const std::string& a, const std::string& b, int n, b
         "string_compare(null, string)");
   const std::size_t count = n < 0 ? kUnbounded : static_cast<std::size_t>(n);
   Check(Sign(qor::qor_strncmp(a.c_str(), b.c_str(), n, cs)) ==
-            ModelCompare(a.c_str(), b.c_str(), count, cs),
+            CompareFolded(a.c_str(), b.c_str(), count, cs),
         "qor_strncmp against the model");
 }
 
 void CheckWideComparisons(const std::string& a8, const std::string& b8, int n, bool cs) {
-  const std::wstring a = Widen(a8), b = Widen(b8);
-  const int model = ModelCompare(a.c_str(), b.c_str(), kUnbounded, cs);
+  const std::wstring a = WidenBytes(a8), b = WidenBytes(b8);
+  const int model = CompareFolded(a.c_str(), b.c_str(), kUnbounded, cs);
   const int direct = qor::qor_wcscmp(a.c_str(), b.c_str(), cs);
   Check(Sign(direct) == model, "qor_wcscmp against the model");
   Check(Sign(qor::qor_wcscmp(b.c_str(), a.c_str(), cs)) == -model, "qor_wcscmp reversed");
@@ -94,14 +68,14 @@ void CheckWideComparisons(const std::string& a8, const std::string& b8, int n, b
         "wstring_compare(null, string)");
   const std::size_t count = n < 0 ? kUnbounded : static_cast<std::size_t>(n);
   Check(Sign(qor::qor_wsncmp(a.c_str(), b.c_str(), n, cs)) ==
-            ModelCompare(a.c_str(), b.c_str(), count, cs),
+            CompareFolded(a.c_str(), b.c_str(), count, cs),
         "qor_wsncmp against the model");
 }
 
 void CheckDiff(const std::string& a, const std::string& b, bool cs) {
   const std::size_t la = a.size(), lb = b.size();
   // Two strings: the comparison over the common length, then exactly la - lb.
-  int want = ModelCompare(a.c_str(), b.c_str(), la < lb ? la : lb, cs);
+  int want = CompareFolded(a.c_str(), b.c_str(), la < lb ? la : lb, cs);
   const bool prefix_decides = want == 0 && la != lb;
   if (prefix_decides) want = Low32(la) - Low32(lb);
   const int two = qor::string_diff(a, b, cs);
@@ -114,7 +88,7 @@ void CheckDiff(const std::string& a, const std::string& b, bool cs) {
   // Pointer second: the comparison over a's length, then minus the pointer's next byte; 0 when the
   // pointer's text ends at a zero byte of a.
   const std::vector<char> pointer = Terminated(b);
-  int second = ModelCompare(a.c_str(), pointer.data(), la, cs);
+  int second = CompareFolded(a.c_str(), pointer.data(), la, cs);
   const bool next_byte_decides = second == 0;
   if (next_byte_decides) {
     second = a.find('\0') != std::string::npos
@@ -157,14 +131,6 @@ int ModelOneOf(const std::string& text, const std::vector<std::string>& list, bo
   return -1;
 }
 
-bool ModelContains(std::string text, std::string part) {
-  if (text.empty() || part.empty()) return false;
-  for (std::string* s : {&text, &part}) {
-    for (char& c : *s) c = static_cast<char>(Fold(c, false));
-  }
-  return text.find(part) != std::string::npos;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -192,6 +158,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Check(qor::string_compare_one_of(a, list, prefix) == ModelOneOf(a, list, prefix),
           "string_compare_one_of");
   }
-  Check(qor::string_containsIgnoreCase(a, b) == ModelContains(a, b), "string_containsIgnoreCase");
+  Check(qor::string_containsIgnoreCase(a, b) == ContainsFolded(a, b), "string_containsIgnoreCase");
   return 0;
 }

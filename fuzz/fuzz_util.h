@@ -23,32 +23,6 @@ inline int Sign(long value) {
   return (value > 0) - (value < 0);
 }
 
-// The models of the searches: the first place where `pattern` stands in `text`, by trying every
-// place, or npos.
-inline std::size_t NaiveFind(const std::string& text, const std::string& pattern) {
-  for (std::size_t i = 0; i + pattern.size() <= text.size(); ++i) {
-    if (text.compare(i, pattern.size(), pattern) == 0) return i;
-  }
-  return std::string::npos;
-}
-
-// Whether a pattern list ordered by `mode` puts `a` before `b`: 1 shortest first, 2 longest first,
-// 3 smallest first, 4 greatest first; any other mode keeps the list's order.
-inline bool ModeBefore(int mode, const std::string& a, const std::string& b) {
-  switch (mode) {
-    case 1:
-      return a.size() < b.size();
-    case 2:
-      return a.size() > b.size();
-    case 3:
-      return a < b;
-    case 4:
-      return b < a;
-    default:
-      return false;
-  }
-}
-
 // A fuzz input read front to back; reads past its end give zero bytes and empty strings.
 class Input {
  public:

@@ -125,16 +125,6 @@ class ModelLocale {
   locale_t previous_ = static_cast<locale_t>(0);
 };
 
-// What the library answers for a name that no locale has: the facet's construction error.
-std::string MissingLocaleMessage(const char* name) {
-  try {
-    const qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>> facet(name);
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return std::string();
-}
-
 // Both conversions against the facet loop, which converts one character at a time.
 void CheckAgainstFacetLoop(const char* name, const std::string& text, const std::wstring& wide) {
   std::unique_ptr<LocaleFacet> facet;
@@ -153,21 +143,15 @@ void CheckAgainstFacetLoop(const char* name, const std::string& text, const std:
         "string_wstring_to_string against the facet loop");
 }
 
-std::wstring Widen(const std::string& message) {
-  std::wstring wide;
-  for (char c : message) wide += static_cast<wchar_t>(static_cast<signed char>(c));
-  return wide;
-}
-
 void CheckLocale(std::size_t index, const std::string& text, const std::wstring& wide) {
   const char* const name = kLocales[index];
   const std::wstring decoded = qor::string_string_to_wstring(text, name);
   const std::string encoded = qor::string_wstring_to_string(wide, name);
   const ModelLocale model(index);
   if (!model.exists()) {
-    const std::string message = MissingLocaleMessage(name);
+    const std::string message = qor_test::MissingLocaleMessage(name);
     Check(!message.empty(), "a missing locale fails to construct");
-    Check(decoded == Widen(message), "decoding names the missing locale");
+    Check(decoded == qor_test::WidenMessage(message), "decoding names the missing locale");
     Check(encoded == message, "encoding names the missing locale");
     return;
   }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fuzz_util.h"
+#include "models/search_model.h"
 #include "qor/qorstl.h"
 
 namespace {
@@ -42,8 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<std::string> once = patterns;
     while (patterns.size() <= 300) patterns.insert(patterns.end(), once.begin(), once.end());
   }
-  std::vector<std::size_t> found;
-  for (const std::string& p : patterns) found.push_back(qor_fuzz::NaiveFind(text, p));
+  const std::vector<std::size_t> found = qor_test::FirstOccurrences(text, patterns);
 
   // Earliest first occurrence, the lowest index at a tie.
   std::size_t want = npos, want_index = 0;
@@ -55,19 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (index != (patterns.empty() ? -5 : static_cast<int>(want_index))) std::abort();
 
   for (int mode : {-1, 0, 1, 2, 3, 4}) {
-    std::vector<std::size_t> order(patterns.size());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-    std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-      return qor_fuzz::ModeBefore(mode, patterns[a], patterns[b]);
-    });
-    std::size_t pos = npos, winner = patterns.size();
-    for (std::size_t i : order) {
-      if (found[i] == npos) continue;
-      pos = found[i];
-      winner = static_cast<std::size_t>(std::find(patterns.begin(), patterns.end(), patterns[i]) -
-                                        patterns.begin());
-      break;
-    }
+    unsigned winner = 0;
+    const std::size_t pos = qor_test::ModelListFind(patterns, found, mode, winner);
     unsigned got_index = 12345;
     const std::size_t got = mode == -1 ? qor::string_seq_find(text, patterns, got_index)
                                        : qor::string_find(text, patterns, got_index, mode);

@@ -11,6 +11,7 @@
 
 #include "find.h"
 #include "fuzz_util.h"
+#include "models/search_model.h"
 #include "qor/qorstl.h"
 
 namespace {
@@ -19,33 +20,8 @@ using qor_fuzz::Check;
 
 constexpr std::size_t kNpos = std::string::npos;
 
-// The first pattern in list order that occurs: its position, with `index` its place.
-std::size_t ModelSeqFind(const std::string& text, const std::vector<std::string>& patterns,
-                         unsigned& index) {
-  for (index = 0; index < patterns.size(); ++index) {
-    const std::size_t pos = qor_fuzz::NaiveFind(text, patterns[index]);
-    if (pos != kNpos) return pos;
-  }
-  return kNpos;
-}
-
-std::size_t ModelListFind(const std::string& text, const std::vector<std::string>& patterns,
-                          unsigned& index, int mode) {
-  std::vector<std::string> ordered = patterns;
-  const auto order = [mode](const std::string& a, const std::string& b) {
-    return qor_fuzz::ModeBefore(mode, a, b);
-  };
-  std::stable_sort(ordered.begin(), ordered.end(), order);
-  const std::size_t pos = ModelSeqFind(text, ordered, index);
-  if (pos != kNpos) {
-    index = static_cast<unsigned>(std::find(patterns.begin(), patterns.end(), ordered[index]) -
-                                  patterns.begin());
-  }
-  return pos;
-}
-
 void CheckSlicers(const std::string& text, const std::string& separator) {
-  const std::size_t at = qor_fuzz::NaiveFind(text, separator);
+  const std::size_t at = qor_test::NaiveFind(text, separator);
   std::string left = "old", right = "old";
   Check(qor::string_slice2(text, separator, left, right) == at, "string_slice2 position");
   Check(left == (at == kNpos ? text : text.substr(0, at)), "string_slice2 left");
@@ -75,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string pattern(reinterpret_cast<const char*>(data + 1), pattern_len);
   const std::string text(reinterpret_cast<const char*>(data + 1 + pattern_len), rest - pattern_len);
 
-  const std::size_t want = qor_fuzz::NaiveFind(text, pattern);
+  const std::size_t want = qor_test::NaiveFind(text, pattern);
   Check(qor::internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size()) == want,
         "the internal search against the naive one");
   Check(qor::string_find(text, pattern, true) == want, "string_find, match begin");
@@ -85,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // The earliest-match search bounds each later pattern by the best position so far.
   const std::vector<std::string> patterns = {pattern.substr(pattern.size() / 2), pattern};
-  const std::size_t want_tail = qor_fuzz::NaiveFind(text, patterns[0]);
+  const std::size_t want_tail = qor_test::NaiveFind(text, patterns[0]);
   int index = -1;
   const std::size_t got = qor::string_find_first_one_of(text, patterns, index);
   const bool tail_wins = want_tail <= want;
@@ -96,13 +72,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<std::string> list = {pattern.substr(pattern.size() / 2), pattern,
                                          pattern.substr(0, pattern.size() / 2), pattern};
   unsigned want_index = 0, got_index = 7;
-  Check(qor::string_seq_find(text, list, got_index) == ModelSeqFind(text, list, want_index),
+  const std::vector<std::size_t> found = qor_test::FirstOccurrences(text, list);
+  Check(qor::string_seq_find(text, list, got_index) ==
+            qor_test::ModelListFind(list, found, 0, want_index),
         "string_seq_find position");
   Check(got_index == want_index, "string_seq_find index");
   for (int mode = 0; mode <= 5; ++mode) {
     got_index = 7;
     Check(qor::string_find(text, list, got_index, mode) ==
-              ModelListFind(text, list, want_index, mode),
+              qor_test::ModelListFind(list, found, mode, want_index),
           "string_find over a list, position");
     Check(got_index == want_index, "string_find over a list, index");
   }

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "models/case_fold_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
@@ -23,13 +24,6 @@ int Sign(int v) { return (v > 0) - (v < 0); }
 // an exact value (computed by the library).
 int Shape(int got, int want) { return want == Sign(want) ? Sign(got) : got; }
 // clang-format on
-
-// Byte values as wide characters.
-std::wstring Widen(const std::string& s) {
-  std::wstring w;
-  for (unsigned char c : s) w.push_back(static_cast<wchar_t>(c));
-  return w;
-}
 
 // The zero-terminated text of `s` in a block ending at its terminator, so that the sanitizer build
 // reports any read past it.
@@ -59,7 +53,7 @@ TEST(Comparisons, SignsWithAndWithoutCase) {
   const wchar_t* const no_wide = nullptr;
   for (const Case& c : cases) {
     SCOPED_TRACE(Hex(c.a) + " " + Hex(c.b) + " " + std::to_string(c.n));
-    const std::wstring a = Widen(c.a), b = Widen(c.b);
+    const std::wstring a = qor_test::WidenBytes(c.a), b = qor_test::WidenBytes(c.b);
     for (bool cs : {true, false}) {
       const int want = cs ? c.exact : c.folded;
       EXPECT_EQ(Sign(qor::qor_strncmp(c.a.c_str(), c.b.c_str(), c.n, cs)), want) << cs;
@@ -120,20 +114,6 @@ TEST(StringCompareOneOf, FindsTheFirstEqualOrPrefixEntry) {
   }
 }
 
-// Model: bytes as unsigned values, ASCII letters folded to lower case unless case-sensitive; the
-// sign of comparing the zero-terminated texts x and y over at most n bytes.
-// clang-format off
-int Fold(unsigned char c, bool cs) { return cs || c < 'A' || c > 'Z' ? c : c + 32; }
-// clang-format on
-int ModelCompare(const char* x, const char* y, std::size_t n, bool cs) {
-  for (std::size_t i = 0; i < n && (i == 0 || x[i - 1] != '\0'); ++i) {
-    const int fx = Fold(static_cast<unsigned char>(x[i]), cs);
-    const int fy = Fold(static_cast<unsigned char>(y[i]), cs);
-    if (fx != fy) return fx < fy ? -1 : 1;
-  }
-  return 0;
-}
-
 // Also the predicates and string_containsIgnoreCase, whose empty part is never contained.
 TEST(Compare, MatchesModelOnRandomText) {
   const std::string alphabet("aAb[{\xC3\xE3\0", 8);
@@ -146,14 +126,15 @@ TEST(Compare, MatchesModelOnRandomText) {
     const std::vector<char> ptr = Terminated(b);  // b up to its first zero byte
     SCOPED_TRACE(testing::PrintToString(std::make_tuple(a, b, n, cs)));
     EXPECT_EQ(Sign(qor::qor_strncmp(a.c_str(), b.c_str(), n, cs)),
-              ModelCompare(a.c_str(), b.c_str(), n < 0 ? SIZE_MAX : std::size_t(n), cs));
+              qor_test::CompareFolded(a.c_str(), b.c_str(), n < 0 ? SIZE_MAX : std::size_t(n), cs));
 
-    const int common = ModelCompare(a.c_str(), b.c_str(), std::min(a.size(), b.size()), cs);
+    const int common =
+        qor_test::CompareFolded(a.c_str(), b.c_str(), std::min(a.size(), b.size()), cs);
     const int two = common != 0 ? common : int(a.size() - b.size());
     EXPECT_EQ(Shape(qor::string_diff(a, b, cs), two), two);
     // The pointer second: compared over a's length, then minus the pointer's next byte, unless a
     // holds a zero byte, where the pointer's text ends.
-    const int over_a = ModelCompare(a.c_str(), ptr.data(), a.size(), cs);
+    const int over_a = qor_test::CompareFolded(a.c_str(), ptr.data(), a.size(), cs);
     const int second =
         over_a != 0 || a.find('\0') != std::string::npos ? over_a : -(unsigned char)ptr[a.size()];
     EXPECT_EQ(Shape(qor::string_diff(a, ptr.data(), cs), second), second);
@@ -167,9 +148,7 @@ TEST(Compare, MatchesModelOnRandomText) {
     EXPECT_EQ(qor::greater(a, b), b < a);  // std::string orders bytes as unsigned values
     EXPECT_EQ(qor::less_len(a, b), a.size() < b.size());
     EXPECT_EQ(qor::great_len(a, b), a.size() > b.size());
-    auto same = [](char x, char y) { return Fold(x, false) == Fold(y, false); };
-    EXPECT_EQ(qor::string_containsIgnoreCase(a, b),
-              !b.empty() && std::search(a.begin(), a.end(), b.begin(), b.end(), same) != a.end());
+    EXPECT_EQ(qor::string_containsIgnoreCase(a, b), qor_test::ContainsFolded(a, b));
   }
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "models/utf8_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
@@ -35,20 +36,6 @@ TEST(ToUtf16, DecodesOneToThreeByteSequencesLoosely) {
 // Random text from pieces that reach every rule and every block path: runs of ASCII long enough
 // for whole blocks, and single bytes from a set of edge values.
 TEST(ToUtf16, MatchesTheRuleOnRandomText) {
-  const auto model = [](const std::string& s) {
-    const auto at = [&](std::size_t i) { return i < s.size() ? unsigned(s[i] & 0xFF) : 0u; };
-    std::wstring out;
-    for (std::size_t p = 0; p < s.size();) {
-      // The lead byte gives the length, each follow byte six more bits; any other byte is "?".
-      const unsigned b = at(p);
-      const unsigned length = b < 0x80 ? 1 : (b & 0xE0) == 0xC0 ? 2 : (b & 0xF0) == 0xE0 ? 3 : 0;
-      unsigned value = length == 0 ? '?' : b & (0x7Fu >> (length == 1 ? 0 : length));
-      for (unsigned k = 1; k < length; ++k) value = value << 6 | (at(p + k) & 0x3F);
-      out += static_cast<wchar_t>(value);
-      p += length == 0 ? 1 : length;
-    }
-    return out;
-  };
   const std::string edges = "\0\x41\x7F\x80\xBF\xC0\xC3\xDF\xE0\xE2\xED\xEF\xF0\xF4\xF8\xFE\xFF"s;
   std::mt19937 rng(8);
   for (int round = 0; round < 3000; ++round) {
@@ -57,7 +44,7 @@ TEST(ToUtf16, MatchesTheRuleOnRandomText) {
       if (rng() % 2 == 0) bytes.append(rng() % 40, static_cast<char>('a' + rng() % 26));
       if (rng() % 2 != 0) bytes += edges[rng() % edges.size()];
     }
-    EXPECT_EQ(to_utf16(bytes), model(bytes)) << Hex(bytes);
+    EXPECT_EQ(to_utf16(bytes), ModelToUtf16(bytes)) << Hex(bytes);
   }
 }
 

@@ -285,8 +285,7 @@ void CheckEncoder(const EncodeKernels& k, const std::wstring& in, bool thorough)
 void CheckEncoding(const std::wstring& in, bool thorough = true) {
   if (testing::Test::HasFailure()) return;
   SCOPED_TRACE(qor_test::Hex(in));
-  std::string bmp;
-  for (wchar_t e : in) bmp += std::uint32_t(e) <= 0xFFFF ? Form(std::uint32_t(e)) : "?";
+  const std::string bmp = qor_test::ModelToUtf8(in);
   for (Isa isa : kLevels) {
     const EncodeKernels* k = EncodeKernelsFor(isa);
     if (k == nullptr) continue;

@@ -18,26 +18,6 @@ using namespace qor::internal;
 
 constexpr Isa kLevels[] = {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon};
 
-// The 31-bit layout by bit patterns (every lead followed by the continuations its one bits
-// announce, none cut short), with at least one byte of 0x80 or above.
-bool ModelIsUtf8(const std::string& text) {
-  int expected = 0;
-  bool high = false;
-  for (unsigned char b : text) {
-    high = high || b >= 0x80;
-    if (expected > 0) {
-      if ((b & 0xC0) != 0x80) return false;
-      --expected;
-    } else if (b >= 0x80) {
-      int ones = 0;
-      while (ones < 8 && (b & (0x80 >> ones)) != 0) ++ones;
-      if (ones == 1 || ones >= 7) return false;
-      expected = ones - 1;
-    }
-  }
-  return expected == 0 && high;
-}
-
 // Every level on `text`, placed `offset` bytes into a heap buffer that ends where it ends (so that
 // AddressSanitizer sees a read past it). Stops the test at the first failure, printing the text.
 void CheckText(const std::string& text, std::size_t offset = 0) {
@@ -48,7 +28,7 @@ void CheckText(const std::string& text, std::size_t offset = 0) {
   const unsigned char* p = buffer.data() + offset;
   const std::size_t standard = qor_test::ModelFindInvalid(text, true);
   const std::size_t codec = qor_test::ModelFindInvalid(text, false);
-  const bool utf8 = ModelIsUtf8(text);
+  const bool utf8 = qor_test::ModelIsUtf8(text);
   for (Isa isa : kLevels) {
     const ValidateKernels* k = ValidateKernelsFor(isa);
     if (k == nullptr) continue;

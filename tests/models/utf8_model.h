@@ -1,5 +1,6 @@
-// Models of the UTF-8 reading rules, written plainly from the rules, shared by the tests and the
-// fuzz targets of the codec, its kernels and string_utf8_find_invalid.
+// Models of the UTF-8 rules, written plainly from the rules, shared by the tests and the fuzz
+// targets of the codec, its kernels, string_utf8_find_invalid, string_is_utf8_string and the loose
+// coders to_utf8 and to_utf16.
 #ifndef QORSTL_TESTS_MODELS_UTF8_MODEL_H_
 #define QORSTL_TESTS_MODELS_UTF8_MODEL_H_
 
@@ -75,9 +76,18 @@ inline std::pair<std::size_t, Units> ModelDecode(const std::string& s, int flags
   return {count, stored};
 }
 
-// Where the first malformed sequence of `text` begins, or npos. The codec's rules are the strict
-// decoder's (the 31-bit forms less four lead bytes and the surrogates); the standard rules read
-// only standard sequences.
+// The one- to six-byte form of c: six value bits in each continuation byte, from the last, until
+// the rest fits the lead, which for n bytes has n one bits, a zero and 7 - n value bits.
+inline std::string Form(std::uint32_t c) {
+  if (c < 0x80) return std::string(1, static_cast<char>(c));
+  std::string tail;
+  unsigned n = 1;
+  for (; n == 1 || c >= (1u << (7 - n)); ++n, c >>= 6) tail.insert(0, 1, char(0x80 | (c & 0x3F)));
+  return static_cast<char>((0xFF00u >> n) | c) + tail;
+}
+
+// Where string_utf8_find_invalid stops: the start of the first sequence that the standard rules
+// (`standard`) or the codec's strict rules refuse; npos when there is none.
 inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
   for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
     std::uint32_t v = 0;
@@ -88,14 +98,44 @@ inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
   return std::string::npos;
 }
 
-// The one- to six-byte form of c: six value bits in each continuation byte, from the last, until
-// the rest fits the lead, which for n bytes has n one bits, a zero and 7 - n value bits.
-inline std::string Form(std::uint32_t c) {
-  if (c < 0x80) return std::string(1, static_cast<char>(c));
-  std::string tail;
-  unsigned n = 1;
-  for (; n == 1 || c >= (1u << (7 - n)); ++n, c >>= 6) tail.insert(0, 1, char(0x80 | (c & 0x3F)));
-  return static_cast<char>((0xFF00u >> n) | c) + tail;
+// string_is_utf8_string: the whole text reads as 31-bit forms, none cut short, and at least one
+// byte is 0x80 or above.
+inline bool ModelIsUtf8(const std::string& text) {
+  bool high = false;
+  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
+    std::uint32_t v = 0;
+    n = Sequence(text, i, v);
+    if (n == 0) return false;
+    high = high || n > 1;
+  }
+  return high;
+}
+
+// to_utf8: each element up to 0xFFFF in its one- to three-byte form (surrogates too), "?" for any
+// above.
+inline std::string ModelToUtf8(const std::wstring& units) {
+  std::string out;
+  for (wchar_t e : units)
+    out += static_cast<std::uint32_t>(e) <= 0xFFFF ? Form(static_cast<std::uint32_t>(e)) : "?";
+  return out;
+}
+
+// to_utf16: the lead byte gives the length (one to three bytes), each follow byte six more bits
+// whatever it is, a follow byte missing at the end reads as zero; any other byte gives "?".
+inline std::wstring ModelToUtf16(const std::string& s) {
+  const auto at = [&s](std::size_t i) {
+    return i < s.size() ? std::uint32_t(std::uint8_t(s[i])) : 0u;
+  };
+  std::wstring out;
+  for (std::size_t p = 0; p < s.size();) {
+    const std::uint32_t b = at(p);
+    const unsigned length = b < 0x80 ? 1 : (b & 0xE0) == 0xC0 ? 2 : (b & 0xF0) == 0xE0 ? 3 : 0;
+    std::uint32_t value = length == 0 ? '?' : b & (0x7Fu >> (length == 1 ? 0 : length));
+    for (unsigned k = 1; k < length; ++k) value = value << 6 | (at(p + k) & 0x3F);
+    out += static_cast<wchar_t>(value);
+    p += length == 0 ? 1 : length;
+  }
+  return out;
 }
 
 }  // namespace qor_test

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "models/case_fold_model.h"
+#include "models/search_model.h"
 #include "qor/qorstl.h"
 #include "test_util.h"
 
@@ -23,28 +25,21 @@ static std::pair<std::size_t, long long> Search(const std::string& name, const s
   return {qor::string_find(t, p, u, std::stoi(name.substr(5))), u};
 }
 
-// What the search `name` answers, from the rules: the earliest first occurrence, or the first
-// pattern found in the order its mode gives a copy of the list (ascending length in mode 1,
-// descending in 2, ascending bytes in 3, descending in 4, list order otherwise), named by its
-// first equal entry.
+// What the search `name` answers, from the rules: the earliest first occurrence (named by the first
+// pattern there), or the list search of its mode (string_seq_find keeps the list's order).
 static std::pair<std::size_t, long long> Model(const std::string& name, const std::string& text,
                                                const List& patterns) {
-  const bool earliest = name == "first_one_of";
-  const int mode = name.rfind("find ", 0) == 0 ? std::stoi(name.substr(5)) : 0;
-  std::vector<std::size_t> order(patterns.size());
-  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t x, std::size_t y) {
-    const std::string &a = patterns[mode % 2 ? x : y], &b = patterns[mode % 2 ? y : x];
-    return mode == 1 || mode == 2 ? a.size() < b.size() : (mode == 3 || mode == 4) && a < b;
-  });
-  std::pair<std::size_t, long long> want{
-      npos, earliest ? -7 * patterns.empty() : (long long)patterns.size()};
-  for (std::size_t i : order) {
-    const std::size_t found = text.find(patterns[i]);
-    if (earliest ? found < want.first : want.first == npos && found != npos)
-      want = {found, std::find(patterns.begin(), patterns.end(), patterns[i]) - patterns.begin()};
+  const std::vector<std::size_t> found = qor_test::FirstOccurrences(text, patterns);
+  if (name == "first_one_of") {
+    std::pair<std::size_t, long long> want{npos, -7 * patterns.empty()};
+    for (std::size_t i = 0; i < found.size(); ++i)
+      if (found[i] < want.first) want = {found[i], i};
+    return want;
   }
-  return want;
+  const int mode = name.rfind("find ", 0) == 0 ? std::stoi(name.substr(5)) : 0;
+  unsigned index = 0;
+  const std::size_t pos = qor_test::ModelListFind(patterns, found, mode, index);
+  return {pos, index};
 }
 
 static const char* const kListSearches[] = {"seq_find", "first_one_of", "find 0", "find 1",
@@ -162,15 +157,10 @@ TEST(Search, ShortTextsAroundPathChanges) {
       SCOPED_TRACE(Hex(text) + " " + testing::PrintToString(patterns));
       for (const char* search : kListSearches)
         EXPECT_EQ(Search(search, text, patterns), Model(search, text, patterns)) << search;
-      const auto fold = [](std::string s, int (*to)(int)) {
-        for (char& c : s) c = char(to(static_cast<unsigned char>(c)));
-        return s;
-      };
-      for (const std::string& part : patterns) {
-        const bool want =
-            !part.empty() && fold(text, std::tolower).find(fold(part, std::tolower)) != npos;
-        EXPECT_EQ(qor::string_containsIgnoreCase(text, fold(part, std::toupper)), want)
-            << Hex(part);
+      for (std::string part : patterns) {
+        const bool want = qor_test::ContainsFolded(text, part);
+        for (char& c : part) c = char(std::toupper(static_cast<unsigned char>(c)));
+        EXPECT_EQ(qor::string_containsIgnoreCase(text, part), want) << Hex(part);
       }
     }
   }

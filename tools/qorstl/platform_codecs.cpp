@@ -3,7 +3,6 @@
 #include <iconv.h>
 #include <locale.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -146,8 +145,19 @@ class IconvEncoder : public Encoder {
 
 // ---- Locales, through the library ----
 
-const char kFromBytesError[] = "wstring_convert: from_bytes error";
-const char kToBytesError[] = "wstring_convert: to_bytes error";
+// The library answers a conversion it cannot make with a fixed message in place of the text. The
+// tool takes those messages from the library's own answers to what its header calls unconvertible
+// (a cut-short sequence, a value above 0x10FFFF), so it never keeps a copy that could drift.
+const std::wstring& FromBytesFailure() {
+  static const std::wstring message = qor::string_string_to_wstring("\xC3", "utf-8");
+  return message;
+}
+
+const std::string& ToBytesFailure() {
+  static const std::string message =
+      qor::string_wstring_to_string(std::wstring(1, static_cast<wchar_t>(0x110000)), "utf-8");
+  return message;
+}
 
 class LocaleDecoder : public Decoder {
  public:
@@ -174,9 +184,7 @@ class LocaleDecoder : public Decoder {
     }
     const std::string piece(data, end);
     const std::wstring wide = qor::string_string_to_wstring(piece, name_);
-    if (wide.size() == sizeof kFromBytesError - 1 &&
-        std::equal(wide.begin(), wide.end(), kFromBytesError) &&
-        qor::string_wstring_to_string(wide, name_) != piece) {
+    if (wide == FromBytesFailure() && qor::string_wstring_to_string(wide, name_) != piece) {
       return Walk(data, end, last, out);  // find the malformed character
     }
     out += wide;
@@ -251,7 +259,8 @@ class LocaleEncoder : public Encoder {
   bool Try(const wchar_t* data, std::size_t size, std::string& out) {
     const std::wstring wide(data, size);
     std::string bytes = qor::string_wstring_to_string(wide, name_);
-    if (bytes == kToBytesError && qor::string_string_to_wstring(bytes, name_) != wide) return false;
+    if (bytes == ToBytesFailure() && qor::string_string_to_wstring(bytes, name_) != wide)
+      return false;
     out += bytes;
     return true;
   }
