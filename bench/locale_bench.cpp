@@ -2,7 +2,8 @@
 // corpus in five charsets (Latin-1, KOI8-R, UTF-8, EUC-JP, GB18030), both ways, one facet or one
 // iconv descriptor per conversion. Each pair's results are compared before timing; a difference
 // fails that benchmark. The locales come from the build (LOCPATH); QORSTL_LOCALE_BENCH_BYTES sets
-// the text size (10 MB by default). short_* times a 10-byte text next to the facet's construction.
+// the text size (10 MB by default). short_* times a text of about 10 bytes next to the facet's
+// construction alone and with one call of the facet.
 #include <benchmark/benchmark.h>
 #include <iconv.h>
 
@@ -25,6 +26,7 @@ struct Charset {
   const char* iconv_name;
   std::size_t longest;             // bytes of the longest character of the text
   std::vector<const char*> files;  // UTF-8 corpus files, mixed in turn
+  const char* sample;              // a short text of the charset's own characters, in UTF-8
 };
 
 const Charset kCharsets[] = {
@@ -32,20 +34,33 @@ const Charset kCharsets[] = {
      "de_DE.ISO-8859-1",
      "ISO-8859-1",
      1,
-     {"mars-french.utf8.txt", "mars-german.utf8.txt", "mars-english.utf8.txt"}},
-    {"koi8r", "ru_RU.KOI8-R", "KOI8-R", 1, {"mars-russian.utf8.txt", "lipsum-russian.utf8.txt"}},
+     {"mars-french.utf8.txt", "mars-german.utf8.txt", "mars-english.utf8.txt"},
+     "Grüße, Mars"},
+    {"koi8r",
+     "ru_RU.KOI8-R",
+     "KOI8-R",
+     1,
+     {"mars-russian.utf8.txt", "lipsum-russian.utf8.txt"},
+     "Марс 2024."},
     {"utf8",
      "de_DE.UTF-8",
      "UTF-8",
      4,
      {"mars-english.utf8.txt", "mars-french.utf8.txt", "mars-russian.utf8.txt",
-      "mars-chinese.utf8.txt", "mars-japanese.utf8.txt", "lipsum-emoji.utf8.txt"}},
-    {"eucjp", "ja_JP.EUC-JP", "EUC-JP", 3, {"mars-japanese.utf8.txt", "lipsum-japanese.utf8.txt"}},
+      "mars-chinese.utf8.txt", "mars-japanese.utf8.txt", "lipsum-emoji.utf8.txt"},
+     "Mars 火星"},
+    {"eucjp",
+     "ja_JP.EUC-JP",
+     "EUC-JP",
+     3,
+     {"mars-japanese.utf8.txt", "lipsum-japanese.utf8.txt"},
+     "火星 2024"},
     {"gb18030",
      "zh_CN.GB18030",
      "GB18030",
      4,
-     {"mars-chinese.utf8.txt", "lipsum-chinese.utf8.txt"}},
+     {"mars-chinese.utf8.txt", "lipsum-chinese.utf8.txt"},
+     "火星 2024"},
 };
 
 std::string ReadCorpus(const char* name) {
@@ -149,20 +164,72 @@ void Encode(benchmark::State& state, const Charset* charset, bool library) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.bytes.size()));
 }
 
-// The cost of one call on a short text, next to the facet's construction alone, which every call
-// pays: the platform loads the locale's data then.
-const std::string kShortText = "Mars 2024.";
-void Short(benchmark::State& state, const Charset* charset, bool library) {
+// The cost of one call on a short text (about 10 bytes of the charset's own characters) next to
+// what the platform costs without us: the facet's construction alone, which every call pays (the
+// locale's data is loaded then), and the construction with one call of the facet on the text (the
+// C library loads its converter at the first conversion).
+using LocaleFacet = qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>>;
+enum class ShortRunner { kLibrary, kFacet, kFacetAndCall };
+
+struct ShortText {
+  std::string bytes;
+  std::wstring wide;
+};
+ShortText SampleOf(const Charset& charset) {
+  ShortText text;
+  text.wide = qor::string_string_to_wstring(charset.sample, "utf-8");
+  Iconv(charset.iconv_name, "WCHAR_T", text.wide, text.bytes, 8);
+  return text;
+}
+
+void ShortDecode(benchmark::State& state, const Charset* charset, ShortRunner runner) {
+  const ShortText text = SampleOf(*charset);
+  if (qor::string_string_to_wstring(text.bytes, charset->locale) != text.wide) {
+    return state.SkipWithError("results differ from iconv's (is the locale there?)");
+  }
   for (auto _ : state) {
-    if (library) {
-      benchmark::DoNotOptimize(qor::string_string_to_wstring(kShortText, charset->locale));
-    } else {
-      qor::deletable_facet<std::codecvt_byname<wchar_t, char, std::mbstate_t>> facet(
-          charset->locale);
-      benchmark::DoNotOptimize(&facet);
+    if (runner == ShortRunner::kLibrary) {
+      benchmark::DoNotOptimize(qor::string_string_to_wstring(text.bytes, charset->locale));
+      continue;
+    }
+    LocaleFacet facet(charset->locale);
+    benchmark::DoNotOptimize(&facet);
+    if (runner == ShortRunner::kFacetAndCall) {
+      wchar_t out[64];
+      std::mbstate_t mbstate{};
+      const char* from_next = nullptr;
+      wchar_t* to_next = nullptr;
+      facet.in(mbstate, text.bytes.data(), text.bytes.data() + text.bytes.size(), from_next, out,
+               out + 64, to_next);
+      benchmark::DoNotOptimize(out);
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kShortText.size()));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.bytes.size()));
+}
+
+void ShortEncode(benchmark::State& state, const Charset* charset, ShortRunner runner) {
+  const ShortText text = SampleOf(*charset);
+  if (qor::string_wstring_to_string(text.wide, charset->locale) != text.bytes) {
+    return state.SkipWithError("results differ from iconv's (is the locale there?)");
+  }
+  for (auto _ : state) {
+    if (runner == ShortRunner::kLibrary) {
+      benchmark::DoNotOptimize(qor::string_wstring_to_string(text.wide, charset->locale));
+      continue;
+    }
+    LocaleFacet facet(charset->locale);
+    benchmark::DoNotOptimize(&facet);
+    if (runner == ShortRunner::kFacetAndCall) {
+      char out[64];
+      std::mbstate_t mbstate{};
+      const wchar_t* from_next = nullptr;
+      char* to_next = nullptr;
+      facet.out(mbstate, text.wide.data(), text.wide.data() + text.wide.size(), from_next, out,
+                out + 64, to_next);
+      benchmark::DoNotOptimize(out);
+    }
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.bytes.size()));
 }
 
 const bool registered = [] {
@@ -176,9 +243,19 @@ const bool registered = [] {
       benchmark::RegisterBenchmark((std::string("encode_") + charset.workload + runner).c_str(),
                                    Encode, &charset, library)
           ->Unit(benchmark::kMillisecond);
+    }
+    const std::pair<ShortRunner, const char*> short_runners[] = {
+        {ShortRunner::kLibrary, "/qor"},
+        {ShortRunner::kFacet, "/facet"},
+        {ShortRunner::kFacetAndCall, "/facet+call"}};
+    for (const auto& runner : short_runners) {
       benchmark::RegisterBenchmark(
-          (std::string("short_") + charset.workload + (library ? "/qor" : "/facet")).c_str(), Short,
-          &charset, library)
+          (std::string("short_decode_") + charset.workload + runner.second).c_str(), ShortDecode,
+          &charset, runner.first)
+          ->Unit(benchmark::kMicrosecond);
+      benchmark::RegisterBenchmark(
+          (std::string("short_encode_") + charset.workload + runner.second).c_str(), ShortEncode,
+          &charset, runner.first)
           ->Unit(benchmark::kMicrosecond);
     }
   }

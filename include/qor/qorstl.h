@@ -212,9 +212,15 @@ class deletable_facet : public Facet {
 /// `text` decoded from the encoding named `encoding`. With "utf-16" an odd number of bytes fails.
 /// With "utf-8-16" a code point above 0xFFFF becomes a surrogate pair of two elements.
 ///
-/// Through a locale name every call builds that locale's facet, and the platform loads the locale's
-/// data then: about a microsecond from the system's locale archive, hundreds of microseconds or
-/// more from a directory (C.utf8, LOCPATH). Past that the text converts at about iconv's speed.
+/// Through a locale name every call builds that locale's facet (nothing is kept between calls), and
+/// the C library loads the locale's data then: for a short text that is nearly all a call costs.
+/// glibc opens, maps and at the end unmaps each category file of a locale kept in a directory
+/// (C.utf8, or one under LOCPATH) on every call, about 1 ms on a busy two-core test machine; of a
+/// call on a 10-byte text the library's own work is some 3000 instructions (about a microsecond),
+/// beside some 55000 of the platform's and its system calls. A locale in the system's locale
+/// archive is mapped once per process and loads far faster. Past that a long text converts at about
+/// iconv's speed or faster: single-byte charsets by table, UTF-8 locales by the library's own
+/// coders, other charsets through the facet with ASCII and repeated characters taken without it.
 /// Example:
 /// @code
 /// string_string_to_wstring("\xF0\x9F\x98\x80", "utf-8-16") == L"\xD83D\xDE00";

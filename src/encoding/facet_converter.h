@@ -15,6 +15,13 @@
 //   held second element without taking a byte and the restart loop never ends. Decoding therefore
 //   asks for one element per call, so that a failure is always the first character of its call,
 //   and for two when a character turns out to have two (given out alone, the second stays held).
+// - not avoided: glibc's TCVN5712-1 (vi_VN.TCVN) holds back each character that a combining mark
+//   may follow until the next byte, and mbsnrtowcs aborts the process (an assertion) when a call
+//   takes bytes and gives no element: "A" alone aborts whatever the room, and so does the standard
+//   converter over the facet; "\x02\x01" aborts at its last byte. Such a held character would
+//   also never come out, as nothing flushes it before a zero byte or the end. Converting each piece
+//   between zero bytes in one call with a space after it (and dropping the space's element) gave
+//   iconv's result without an abort on every one- and two-byte text tried.
 // - at the end, libstdc++'s unshift does nothing; a character still held back is flushed by
 //   converting a zero element, whose zero byte is then dropped.
 #ifndef QORSTL_SRC_ENCODING_FACET_CONVERTER_H_

@@ -1,5 +1,5 @@
-// Block helpers of the single-byte locale paths where the encoding's bytes are the values 00..FF
-// themselves (Latin-1), each with the plain loop beside it. Private to the library.
+// Block helpers of the single-byte locale paths: ASCII blocks, and encodings whose bytes are the
+// values 00..FF themselves (Latin-1); each with the plain loop beside it. Private to the library.
 #ifndef QORSTL_SRC_ENCODING_LOCALE_SIMD_H_
 #define QORSTL_SRC_ENCODING_LOCALE_SIMD_H_
 
@@ -10,6 +10,19 @@
 
 namespace qor {
 namespace internal {
+
+// Whether the 16 bytes at p are all below 0x80.
+inline bool IsAsciiBlock(const unsigned char* p) {
+#if defined(QORSTL_HAVE_SSE2)
+  return _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))) == 0;
+#elif defined(QORSTL_HAVE_NEON)
+  return vmaxvq_u8(vld1q_u8(p)) < 0x80;
+#else
+  unsigned char any = 0;
+  for (int i = 0; i < 16; ++i) any |= p[i];
+  return any < 0x80;
+#endif
+}
 
 // Widens p[0, n) into out[0, n), each byte its own value.
 inline void WidenBytes(const unsigned char* p, std::size_t n, wchar_t* out) {

@@ -60,10 +60,9 @@ bool ProbeDecodeTable(const WideCodecvt& facet, std::array<wchar_t, 256>& table)
 // counts: where two bytes decode alike, it names the one it writes.
 class EncodeTable {
  public:
-  static std::array<std::uint16_t, 256> MakeLow() {
-    std::array<std::uint16_t, 256> low;
-    low.fill(kNoByte);
-    return low;
+  EncodeTable() : pages_(2) {
+    for (auto& page : pages_) page.fill(kNoByte);
+    page_of_[0] = 1;  // the page of 00..FF, always there
   }
 
   bool Probe(const WideCodecvt& facet, const std::array<wchar_t, 256>& decode) {
@@ -81,34 +80,30 @@ class EncodeTable {
         [this, &values](std::size_t i, char b) { Set(values[i], static_cast<unsigned char>(b)); });
   }
 
-  // The byte of `c`, or kNoByte.
+  // The byte of `c`, or kNoByte. Without a branch on the page, so that text mixing ASCII with
+  // another script does not mispredict.
   std::uint16_t Find(wchar_t c) const {
     const auto v = static_cast<std::uint32_t>(c);
-    if (v < 0x100) return low_[v];
     if (v >= 0x10000) return kNoByte;
-    const unsigned page = page_of_[v >> 8];
-    return page == 0 ? kNoByte : pages_[page - 1][v & 0xFF];
+    return pages_[page_of_[v >> 8]][v & 0xFF];
   }
 
  private:
   void Set(wchar_t c, unsigned char b) {
     const auto v = static_cast<std::uint32_t>(c);
-    if (v < 0x100) {
-      low_[v] = b;
-      return;
-    }
     std::uint8_t& page = page_of_[v >> 8];
     if (page == 0) {
+      if (pages_.size() == 256) return;  // left to the facet
       pages_.emplace_back();
       pages_.back().fill(kNoByte);
-      page = static_cast<std::uint8_t>(pages_.size());
+      page = static_cast<std::uint8_t>(pages_.size() - 1);
     }
-    pages_[page - 1u][v & 0xFF] = b;
+    pages_[page][v & 0xFF] = b;
   }
 
-  std::array<std::uint16_t, 256> low_ = MakeLow();  // the page of 00..FF, always there
-  std::array<std::uint8_t, 256> page_of_{};         // 1 + the page's index, 0 for none
+  // Page 0 is empty, for the pages without a value; page_of_ gives each 256 elements' page.
   std::vector<std::array<std::uint16_t, 256>> pages_;
+  std::array<std::uint8_t, 256> page_of_{};
 };
 
 }  // namespace
@@ -117,14 +112,46 @@ class EncodeTable {
 // result's memory is written once.
 constexpr std::size_t kBlock = 1024;
 
+namespace {
+
+// Decodes p[0, n) by `table` into out[0, n): blocks of 16 bytes below 0x80 are widened as they
+// are where the table keeps ASCII, the rest is looked up byte by byte. False when a byte is
+// unsettled (its element is then kUnsettled).
+bool DecodeByTable(const std::array<wchar_t, 256>& table, bool ascii_as_itself,
+                   const unsigned char* p, std::size_t n, wchar_t* out) {
+  bool settled = true;
+  std::size_t i = 0;
+  for (; n - i >= 16; i += 16) {
+    if (ascii_as_itself && IsAsciiBlock(p + i)) {
+      WidenBytes(p + i, 16, out + i);
+      continue;
+    }
+    for (std::size_t k = 0; k < 16; ++k) {
+      out[i + k] = table[p[i + k]];
+      settled &= out[i + k] != kUnsettled;
+    }
+  }
+  for (; i < n; ++i) {
+    out[i] = table[p[i]];
+    settled &= out[i] != kUnsettled;
+  }
+  return settled;
+}
+
+}  // namespace
+
 Outcome SingleByteToWide(const WideCodecvt& facet, const std::string& text, std::wstring& out) {
   std::array<wchar_t, 256> table;
   if (!ProbeDecodeTable(facet, table)) return Outcome::kNotMine;
   out.clear();
   out.reserve(text.size());
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-  bool identity = true;  // every byte decodes as its own value (Latin-1)
-  for (std::size_t b = 0; b < 256; ++b) identity &= table[b] == static_cast<wchar_t>(b);
+  bool identity = true;         // every byte decodes as its own value (Latin-1)
+  bool ascii_as_itself = true;  // so does every byte below 0x80
+  for (std::size_t b = 0; b < 256; ++b) {
+    identity &= table[b] == static_cast<wchar_t>(b);
+    if (b < 0x80) ascii_as_itself &= table[b] == static_cast<wchar_t>(b);
+  }
   wchar_t block[kBlock];
   for (std::size_t start = 0; start < text.size(); start += kBlock) {
     const std::size_t size = text.size() - start < kBlock ? text.size() - start : kBlock;
@@ -133,19 +160,16 @@ Outcome SingleByteToWide(const WideCodecvt& facet, const std::string& text, std:
       out.append(block, size);
       continue;
     }
-    bool settled = true;
-    for (std::size_t i = 0; i < size; ++i) {
-      block[i] = table[bytes[start + i]];
-      settled &= block[i] != kUnsettled;
-    }
-    for (std::size_t i = 0; !settled && i < size; ++i) {
-      if (block[i] != kUnsettled) continue;
-      // A byte the facet refused: it decides again, on that byte alone (no byte depends on
-      // another).
-      std::wstring one;
-      if (!FacetToWide(facet, text.substr(start + i, 1), one)) return Outcome::kFailed;
-      if (one.size() != 1) return Outcome::kNotMine;
-      block[i] = one[0];
+    if (!DecodeByTable(table, ascii_as_itself, bytes + start, size, block)) {
+      for (std::size_t i = 0; i < size; ++i) {
+        if (block[i] != kUnsettled) continue;
+        // A byte the facet refused: it decides again, on that byte alone (no byte depends on
+        // another).
+        std::wstring one;
+        if (!FacetToWide(facet, text.substr(start + i, 1), one)) return Outcome::kFailed;
+        if (one.size() != 1) return Outcome::kNotMine;
+        block[i] = one[0];
+      }
     }
     out.append(block, size);
   }

@@ -134,8 +134,9 @@ std::string EncodeModel(const std::wstring& wide) {
 // Random texts in each generated locale give exactly the model's result: decoding bytes that are
 // encoded characters, cut short or not, among stray lead and trail bytes, zeros and the inputs that
 // once crashed or looped; encoding characters the encodings have, lack, hold back or combine, among
-// zeros. Every fourth text is long, so that it takes the paths of long texts (tables, the UTF-8
-// coders, ASCII runs and the memo of characters); the rest take the facet loop alone.
+// zeros and runs of ASCII. Every fourth text is long, so that it takes the paths of long texts
+// (tables, the UTF-8 coders, ASCII runs and the memo of characters); the rest take the facet loop
+// alone.
 TEST(ConvertByName, LocalesMatchTheCLibrary) {
   const std::uint32_t kChars[] = {
       0x41,   0x7E,   0x5C,   0,      0xE9,   0xCA,   0xEA,   0x304,   0x30C,   0x304B, 0x309A,
@@ -159,6 +160,14 @@ TEST(ConvertByName, LocalesMatchTheCLibrary) {
       // Every eighth text holds only characters the locale has, whole.
       const bool clean = round % 8 == 0;
       for (std::size_t pieces = round % 4 ? rng() % 8 : 200 + rng() % 400; pieces > 0; --pieces) {
+        if (rng() % 16 == 0) {  // a run of ASCII letters, whole blocks of it in a long text
+          for (std::size_t n = 8 + rng() % 40; n > 0; --n) {
+            const auto letter = static_cast<char>('a' + rng() % 26);
+            wide.push_back(letter);
+            bytes.push_back(letter);
+          }
+          continue;
+        }
         const auto c = static_cast<wchar_t>(kChars[rng() % std::size(kChars)]);
         const std::string form = EncodeModel(std::wstring(1, c));
         if (clean && form == kToBytesError) continue;
