@@ -78,8 +78,8 @@ struct PackTable {
 constexpr PackTable kPack;
 
 // Bit k of a four-bit lane mask moved to bit 2k: two bits a lane for the index of kPack.
-constexpr unsigned char kSpread[16] = {0x00, 0x01, 0x04, 0x05, 0x10, 0x11, 0x14, 0x15,
-                                       0x40, 0x41, 0x44, 0x45, 0x50, 0x51, 0x54, 0x55};
+constexpr unsigned kSpread[16] = {0x00, 0x01, 0x04, 0x05, 0x10, 0x11, 0x14, 0x15,
+                                  0x40, 0x41, 0x44, 0x45, 0x50, 0x51, 0x54, 0x55};
 
 // For eight 16-bit lanes, each holding the one- or two-byte form of an element (lead lowest), by
 // the lanes that hold one byte (bit k for lane k): the shuffle that packs the forms together, and
@@ -147,14 +147,6 @@ struct Block {
     const __m128i high = _mm_and_si128(any, _mm_set1_epi32(~(limit - 1)));
     return _mm_movemask_epi8(_mm_cmpeq_epi32(high, _mm_setzero_si128())) == 0xFFFF;
   }
-  // Every element 1..7F, plain under every rule.
-  bool Ascii() const {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i zeros =
-        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(v[0], zero), _mm_cmpeq_epi32(v[1], zero)),
-                     _mm_or_si128(_mm_cmpeq_epi32(v[2], zero), _mm_cmpeq_epi32(v[3], zero)));
-    return Below(0x80) && _mm_movemask_epi8(zeros) == 0;
-  }
   // Every element plain. Most text needs only the first test.
   bool Plain(const RuleVectors& r) const {
     const __m128i low = _mm_and_si128(_mm_and_si128(r.Low(v[0]), r.Low(v[1])),
@@ -208,29 +200,65 @@ inline void FourThreeByteToUtf8(__m128i v, unsigned char* out) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), packed);
 }
 
+// For the four lanes of a vector laid out as FourBmpToUtf8 leaves them, indexed like kPack: the
+// shuffle that takes each lane's form (byte 3 for one byte, bytes 1..2 for two, 0..2 for three).
+struct BmpPackTable {
+  alignas(16) unsigned char shuffle[256][16];
+  constexpr BmpPackTable() : shuffle() {
+    for (unsigned index = 0; index < 256; ++index) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 4; ++lane) {
+        const unsigned extra = (index >> (2 * lane)) & 3u;
+        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
+        for (unsigned b = first; b < 3 + (extra == 0); ++b)
+          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
+      }
+      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
+    }
+  }
+};
+constexpr BmpPackTable kBmpPack;
+
+// The four plain elements in v (all below 10000) to their one- to three-byte forms at out; returns
+// the bytes. Each lane holds the three-byte form, whose middle byte is the two-byte lead where the
+// element is below 800, and the element itself in byte 3; the shuffle takes what the length needs.
+// Stores 16 bytes, so up to 12 bytes past the result are overwritten.
+inline std::size_t FourBmpToUtf8(__m128i v, unsigned char* out) {
+  const __m128i multi = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7F));
+  const __m128i three = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7FF));
+  const __m128i marks =
+      _mm_or_si128(_mm_set1_epi32(0x8080E0), _mm_andnot_si128(three, _mm_set1_epi32(0x4000)));
+  const __m128i lanes =
+      _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_slli_epi32(v, 24)), marks),
+                   _mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 2), _mm_set1_epi32(0x3F00)),
+                                _mm_and_si128(_mm_slli_epi32(v, 16), _mm_set1_epi32(0x3F0000))));
+  const unsigned index = kSpread[_mm_movemask_ps(_mm_castsi128_ps(multi))] +
+                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(three))];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_shuffle_epi8(lanes, Table(kBmpPack.shuffle[index])));
+  return kPack.length[index];
+}
+
 // The four plain elements in v to their one- to four-byte forms at out; returns the bytes. Stores
-// 16 bytes, so up to 12 bytes past the result are overwritten. `bmp` says all are below 10000.
-template <bool bmp>
+// 16 bytes, so up to 12 bytes past the result are overwritten.
 inline std::size_t FourToUtf8(__m128i v, unsigned char* out) {
   const __m128i multi = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7F));
   const __m128i long2 = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7FF));
+  const __m128i long3 = _mm_cmpgt_epi32(v, _mm_set1_epi32(0xFFFF));
   const __m128i two_forms = _mm_or_si128(
       _mm_or_si128(_mm_srli_epi32(v, 6), _mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F)), 8)),
       _mm_set1_epi32(0x80C0));
-  __m128i forms = Select(long2, ThreeByteForms(v), Select(multi, two_forms, v));
-  unsigned index = kSpread[_mm_movemask_ps(_mm_castsi128_ps(multi))] +
-                   kSpread[_mm_movemask_ps(_mm_castsi128_ps(long2))];
-  if (!bmp) {
-    const __m128i long3 = _mm_cmpgt_epi32(v, _mm_set1_epi32(0xFFFF));
-    const __m128i four_forms = _mm_or_si128(
-        _mm_or_si128(_mm_srli_epi32(v, 18),
-                     _mm_and_si128(_mm_srli_epi32(v, 4), _mm_set1_epi32(0x3F00))),
-        _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 10), _mm_set1_epi32(0x3F0000)),
-                                  _mm_and_si128(_mm_slli_epi32(v, 24), _mm_set1_epi32(0x3F000000))),
-                     _mm_set1_epi32(static_cast<int>(0x808080F0u))));
-    forms = Select(long3, four_forms, forms);
-    index += kSpread[_mm_movemask_ps(_mm_castsi128_ps(long3))];
-  }
+  const __m128i four_forms = _mm_or_si128(
+      _mm_or_si128(_mm_srli_epi32(v, 18),
+                   _mm_and_si128(_mm_srli_epi32(v, 4), _mm_set1_epi32(0x3F00))),
+      _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 10), _mm_set1_epi32(0x3F0000)),
+                                _mm_and_si128(_mm_slli_epi32(v, 24), _mm_set1_epi32(0x3F000000))),
+                   _mm_set1_epi32(static_cast<int>(0x808080F0u))));
+  const __m128i forms =
+      Select(long3, four_forms, Select(long2, ThreeByteForms(v), Select(multi, two_forms, v)));
+  const unsigned index = kSpread[_mm_movemask_ps(_mm_castsi128_ps(multi))] +
+                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(long2))] +
+                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(long3))];
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
                    _mm_shuffle_epi8(forms, Table(kPack.shuffle[index])));
   return kPack.length[index];
@@ -250,11 +278,29 @@ inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
       for (int k = 0; k < 4; ++k) FourThreeByteToUtf8(v[k], out + 12 * k);
       return 48;
     }
-    for (int k = 0; k < 4; ++k) len += FourToUtf8<true>(v[k], out + len);
+    for (int k = 0; k < 4; ++k) len += FourBmpToUtf8(v[k], out + len);
     return len;
   }
-  for (int k = 0; k < 4; ++k) len += FourToUtf8<false>(v[k], out + len);
+  for (int k = 0; k < 4; ++k) len += FourToUtf8(v[k], out + len);
   return len;
+}
+
+// The longest run of whole blocks of sixteen elements 1..7F at p, at most n and room elements,
+// narrowed to bytes at out; returns its length.
+inline std::size_t AsciiBlocks(const wchar_t* p, std::size_t n, unsigned char* out,
+                               std::size_t room) {
+  const std::size_t limit = n < room ? n : room;
+  std::size_t i = 0;
+  for (; limit - i >= 16; i += 16) {
+    const __m128i a = Load(p + i), b = Load(p + i + 4), c = Load(p + i + 8), d = Load(p + i + 12);
+    const __m128i high =
+        _mm_and_si128(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), _mm_set1_epi32(~0x7F));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(high, _mm_setzero_si128())) != 0xFFFF) break;
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) != 0) break;  // a zero
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), bytes);
+  }
+  return i;
 }
 
 std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
@@ -269,16 +315,14 @@ std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std:
   // last byte fit too, so no garbage stays behind a sequence that does not fit.
   bool known = false;  // the block at i is known plain
   while (n - i >= 16 && room - w >= 64 + 3) {
-    const Block block(p + i);
-    if (block.Ascii()) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + w),
-                       _mm_packus_epi16(_mm_packs_epi32(block.v[0], block.v[1]),
-                                        _mm_packs_epi32(block.v[2], block.v[3])));
-      i += 16;
-      w += 16;
+    const std::size_t run = AsciiBlocks(p + i, n - i, out + w, room - w);
+    if (run != 0) {
+      i += run;
+      w += run;
       known = false;
       continue;
     }
+    const Block block(p + i);
     if ((!known && !block.Plain(r)) || n - i < 32) break;
     if (!Block(p + i + 16).Plain(r)) break;
     w += SixteenToUtf8(block, out + w);
