@@ -200,19 +200,22 @@ inline void FourThreeByteToUtf8(__m128i v, unsigned char* out) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out), packed);
 }
 
-// For the four lanes of a vector laid out as FourBmpToUtf8 leaves them, indexed like kPack: the
-// shuffle that takes each lane's form (byte 3 for one byte, bytes 1..2 for two, 0..2 for three).
+// For the four lanes of a vector laid out as FourBmpToUtf8 leaves them, indexed by the lanes
+// above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle that takes each lane's form
+// (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the bytes it keeps.
 struct BmpPackTable {
   alignas(16) unsigned char shuffle[256][16];
-  constexpr BmpPackTable() : shuffle() {
+  unsigned char length[256];
+  constexpr BmpPackTable() : shuffle(), length() {
     for (unsigned index = 0; index < 256; ++index) {
       unsigned pos = 0;
       for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned extra = (index >> (2 * lane)) & 3u;
+        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
         const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
         for (unsigned b = first; b < 3 + (extra == 0); ++b)
           shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
       }
+      length[index] = static_cast<unsigned char>(pos);
       for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
     }
   }
@@ -232,11 +235,11 @@ inline std::size_t FourBmpToUtf8(__m128i v, unsigned char* out) {
       _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_slli_epi32(v, 24)), marks),
                    _mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 2), _mm_set1_epi32(0x3F00)),
                                 _mm_and_si128(_mm_slli_epi32(v, 16), _mm_set1_epi32(0x3F0000))));
-  const unsigned index = kSpread[_mm_movemask_ps(_mm_castsi128_ps(multi))] +
-                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(three))];
+  const auto index = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(multi)) |
+                                           _mm_movemask_ps(_mm_castsi128_ps(three)) << 4);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
                    _mm_shuffle_epi8(lanes, Table(kBmpPack.shuffle[index])));
-  return kPack.length[index];
+  return kBmpPack.length[index];
 }
 
 // The four plain elements in v to their one- to four-byte forms at out; returns the bytes. Stores
@@ -320,10 +323,11 @@ std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std:
       i += run;
       w += run;
       known = false;
-      continue;
+      if (room - w < 64 + 3) break;
     }
+    if (n - i < 32) break;
     const Block block(p + i);
-    if ((!known && !block.Plain(r)) || n - i < 32) break;
+    if (!known && !block.Plain(r)) break;
     if (!Block(p + i + 16).Plain(r)) break;
     w += SixteenToUtf8(block, out + w);
     i += 16;
