@@ -1,13 +1,14 @@
-// UTF-8 encoding kernels for the x86-64 baseline: lengths four elements at a time, ASCII runs
-// sixteen at a time, the scalar rule for the other plain elements.
+// UTF-8 encoding kernels for the 128-bit level (SSE2 and the byte shuffles of SSSE3): sixteen
+// elements a block, sorted by their largest value. ASCII blocks are narrowed, blocks below 800 take
+// their one- and two-byte forms from 16-bit lanes, blocks of 800..FFFF their three-byte forms by a
+// fixed shuffle; any other block is widened to one to four bytes per 32-bit lane and each vector's
+// bytes packed by a shuffle chosen from its four lengths. Lengths four elements at a time.
 #include "encoding/encode_kernels.h"
 
 #if defined(__x86_64__)
-#include <emmintrin.h>
+#include <tmmintrin.h>
 
 #include <climits>
-
-#include "simd.h"
 
 namespace qor {
 namespace internal {
@@ -56,27 +57,285 @@ std::size_t MeasureSse2(const wchar_t* p, std::size_t n, const PlainRule& rule, 
   return bytes;
 }
 
+// For the four lanes of a vector, indexed by their extra byte counts (two bits a lane, lane 0
+// lowest): the shuffle that packs each lane's leading bytes together, and the bytes it keeps.
+struct PackTable {
+  alignas(16) unsigned char shuffle[256][16];
+  unsigned char length[256];
+  constexpr PackTable() : shuffle(), length() {
+    for (unsigned index = 0; index < 256; ++index) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 4; ++lane) {
+        const unsigned bytes = ((index >> (2 * lane)) & 3u) + 1;
+        for (unsigned b = 0; b < bytes; ++b)
+          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
+      }
+      length[index] = static_cast<unsigned char>(pos);
+      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
+    }
+  }
+};
+constexpr PackTable kPack;
+
+// Bit k of a four-bit lane mask moved to bit 2k: two bits a lane for the index of kPack.
+constexpr unsigned kSpread[16] = {0x00, 0x01, 0x04, 0x05, 0x10, 0x11, 0x14, 0x15,
+                                  0x40, 0x41, 0x44, 0x45, 0x50, 0x51, 0x54, 0x55};
+
+// For eight 16-bit lanes, each holding the one- or two-byte form of an element (lead lowest), by
+// the lanes that hold one byte (bit k for lane k): the shuffle that packs the forms together, and
+// the bytes it keeps.
+struct ShortPack {
+  alignas(16) unsigned char shuffle[256][16];
+  unsigned char length[256];
+  constexpr ShortPack() : shuffle(), length() {
+    for (unsigned ascii = 0; ascii < 256; ++ascii) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 8; ++lane) {
+        shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane);
+        if (((ascii >> lane) & 1u) == 0)
+          shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane + 1);
+      }
+      length[ascii] = static_cast<unsigned char>(pos);
+      for (; pos < 16; ++pos) shuffle[ascii][pos] = 0x80;
+    }
+  }
+};
+constexpr ShortPack kShortPack;
+
+inline __m128i Load(const wchar_t* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline __m128i Select(__m128i mask, __m128i yes, __m128i no) {
+  return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+}
+inline __m128i Table(const unsigned char* row) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(row));
+}
+
+struct RuleVectors {
+  __m128i one, flip, max, low, top21, tag, excluded;
+  explicit RuleVectors(const PlainRule& rule)
+      : one(_mm_set1_epi32(1)),
+        flip(_mm_set1_epi32(INT32_MIN)),
+        max(_mm_set1_epi32(static_cast<int>(rule.max ^ 0x80000000u))),
+        low(_mm_set1_epi32(static_cast<int>(0xD7FFu ^ 0x80000000u))),
+        top21(_mm_set1_epi32(static_cast<int>(0xFFFFF800u))),
+        tag(_mm_set1_epi32(static_cast<int>(rule.surrogate_tag))),
+        excluded(_mm_set1_epi32(static_cast<int>(rule.excluded))) {}
+  // All-ones in the lanes of v that hold 1..D7FF (plain under every rule): an unsigned comparison
+  // of the value less one, made signed by flipping the top bits.
+  __m128i Low(__m128i v) const {
+    return _mm_cmpgt_epi32(low, _mm_xor_si128(_mm_sub_epi32(v, one), flip));
+  }
+  // All-ones in the plain lanes of v.
+  __m128i Plain(__m128i v) const {
+    const __m128i in_range = _mm_cmpgt_epi32(max, _mm_xor_si128(_mm_sub_epi32(v, one), flip));
+    const __m128i refused =
+        _mm_or_si128(_mm_cmpeq_epi32(_mm_and_si128(v, top21), tag), _mm_cmpeq_epi32(v, excluded));
+    return _mm_andnot_si128(refused, in_range);
+  }
+};
+
+// Sixteen elements and the bits any of them has set.
+struct Block {
+  __m128i v[4];
+  __m128i any;
+  explicit Block(const wchar_t* p)
+      : v{Load(p), Load(p + 4), Load(p + 8), Load(p + 12)},
+        any(_mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3]))) {}
+  bool Below(int limit) const {
+    const __m128i high = _mm_and_si128(any, _mm_set1_epi32(~(limit - 1)));
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(high, _mm_setzero_si128())) == 0xFFFF;
+  }
+  // Every element plain. Most text needs only the first test.
+  bool Plain(const RuleVectors& r) const {
+    const __m128i low = _mm_and_si128(_mm_and_si128(r.Low(v[0]), r.Low(v[1])),
+                                      _mm_and_si128(r.Low(v[2]), r.Low(v[3])));
+    if (_mm_movemask_epi8(low) == 0xFFFF) return true;
+    const __m128i plain = _mm_and_si128(_mm_and_si128(r.Plain(v[0]), r.Plain(v[1])),
+                                        _mm_and_si128(r.Plain(v[2]), r.Plain(v[3])));
+    return _mm_movemask_epi8(plain) == 0xFFFF;
+  }
+  // Every element at least 800 (given all are plain, so none is negative).
+  bool NoneBelow800() const {
+    const __m128i limit = _mm_set1_epi32(0x800);
+    const __m128i below =
+        _mm_or_si128(_mm_or_si128(_mm_cmpgt_epi32(limit, v[0]), _mm_cmpgt_epi32(limit, v[1])),
+                     _mm_or_si128(_mm_cmpgt_epi32(limit, v[2]), _mm_cmpgt_epi32(limit, v[3])));
+    return _mm_movemask_epi8(below) == 0;
+  }
+};
+
+// The eight elements a, b (all 1..7FF) to their one- and two-byte forms at out; returns the
+// bytes. Stores 16 bytes, so up to 8 bytes past the result are overwritten.
+inline std::size_t EightShortToUtf8(__m128i a, __m128i b, unsigned char* out) {
+  const __m128i units = _mm_packs_epi32(a, b);
+  const __m128i ascii = _mm_cmpgt_epi16(_mm_set1_epi16(0x80), units);
+  // Lead 110xxxxx in the low byte, the continuation 10xxxxxx in the high one.
+  const __m128i pair =
+      _mm_or_si128(_mm_or_si128(_mm_srli_epi16(units, 6),
+                                _mm_slli_epi16(_mm_and_si128(units, _mm_set1_epi16(0x3F)), 8)),
+                   _mm_set1_epi16(static_cast<short>(0x80C0)));
+  const __m128i forms = Select(ascii, units, pair);
+  const auto ones =
+      static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(ascii, _mm_setzero_si128())));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_shuffle_epi8(forms, Table(kShortPack.shuffle[ones])));
+  return kShortPack.length[ones];
+}
+
+// The three-byte forms of the four elements in v (each 800..FFFF), lead lowest, one a lane.
+inline __m128i ThreeByteForms(__m128i v) {
+  return _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12),
+                                   _mm_and_si128(_mm_slli_epi32(v, 2), _mm_set1_epi32(0x3F00))),
+                      _mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 16), _mm_set1_epi32(0x3F0000)),
+                                   _mm_set1_epi32(0x8080E0)));
+}
+
+// The four elements in v (all 800..FFFF, plain) to their three-byte forms at out: 12 bytes, and
+// 4 bytes past them overwritten.
+inline void FourThreeByteToUtf8(__m128i v, unsigned char* out) {
+  const __m128i packed = _mm_shuffle_epi8(
+      ThreeByteForms(v), _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), packed);
+}
+
+// For the four lanes of a vector laid out as FourBmpToUtf8 leaves them, indexed by the lanes
+// above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle that takes each lane's form
+// (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the bytes it keeps.
+struct BmpPackTable {
+  alignas(16) unsigned char shuffle[256][16];
+  unsigned char length[256];
+  constexpr BmpPackTable() : shuffle(), length() {
+    for (unsigned index = 0; index < 256; ++index) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 4; ++lane) {
+        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
+        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
+        for (unsigned b = first; b < 3 + (extra == 0); ++b)
+          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
+      }
+      length[index] = static_cast<unsigned char>(pos);
+      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
+    }
+  }
+};
+constexpr BmpPackTable kBmpPack;
+
+// The four plain elements in v (all below 10000) to their one- to three-byte forms at out; returns
+// the bytes. Each lane holds the three-byte form, whose middle byte is the two-byte lead where the
+// element is below 800, and the element itself in byte 3; the shuffle takes what the length needs.
+// Stores 16 bytes, so up to 12 bytes past the result are overwritten.
+inline std::size_t FourBmpToUtf8(__m128i v, unsigned char* out) {
+  const __m128i multi = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7F));
+  const __m128i three = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7FF));
+  const __m128i marks =
+      _mm_or_si128(_mm_set1_epi32(0x8080E0), _mm_andnot_si128(three, _mm_set1_epi32(0x4000)));
+  const __m128i lanes =
+      _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_slli_epi32(v, 24)), marks),
+                   _mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 2), _mm_set1_epi32(0x3F00)),
+                                _mm_and_si128(_mm_slli_epi32(v, 16), _mm_set1_epi32(0x3F0000))));
+  const auto index = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(multi)) |
+                                           _mm_movemask_ps(_mm_castsi128_ps(three)) << 4);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_shuffle_epi8(lanes, Table(kBmpPack.shuffle[index])));
+  return kBmpPack.length[index];
+}
+
+// The four plain elements in v to their one- to four-byte forms at out; returns the bytes. Stores
+// 16 bytes, so up to 12 bytes past the result are overwritten.
+inline std::size_t FourToUtf8(__m128i v, unsigned char* out) {
+  const __m128i multi = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7F));
+  const __m128i long2 = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7FF));
+  const __m128i long3 = _mm_cmpgt_epi32(v, _mm_set1_epi32(0xFFFF));
+  const __m128i two_forms = _mm_or_si128(
+      _mm_or_si128(_mm_srli_epi32(v, 6), _mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F)), 8)),
+      _mm_set1_epi32(0x80C0));
+  const __m128i four_forms = _mm_or_si128(
+      _mm_or_si128(_mm_srli_epi32(v, 18),
+                   _mm_and_si128(_mm_srli_epi32(v, 4), _mm_set1_epi32(0x3F00))),
+      _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 10), _mm_set1_epi32(0x3F0000)),
+                                _mm_and_si128(_mm_slli_epi32(v, 24), _mm_set1_epi32(0x3F000000))),
+                   _mm_set1_epi32(static_cast<int>(0x808080F0u))));
+  const __m128i forms =
+      Select(long3, four_forms, Select(long2, ThreeByteForms(v), Select(multi, two_forms, v)));
+  const unsigned index = kSpread[_mm_movemask_ps(_mm_castsi128_ps(multi))] +
+                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(long2))] +
+                         kSpread[_mm_movemask_ps(_mm_castsi128_ps(long3))];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                   _mm_shuffle_epi8(forms, Table(kPack.shuffle[index])));
+  return kPack.length[index];
+}
+
+// The sixteen plain elements of `block`, not all ASCII, to UTF-8 at out; returns the bytes. Writes
+// at most 64 bytes, up to 12 of them past the result.
+inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
+  const __m128i* v = block.v;
+  if (block.Below(0x800)) {
+    const std::size_t len = EightShortToUtf8(v[0], v[1], out);
+    return len + EightShortToUtf8(v[2], v[3], out + len);
+  }
+  std::size_t len = 0;
+  if (block.Below(0x10000)) {
+    if (block.NoneBelow800()) {
+      for (int k = 0; k < 4; ++k) FourThreeByteToUtf8(v[k], out + 12 * k);
+      return 48;
+    }
+    for (int k = 0; k < 4; ++k) len += FourBmpToUtf8(v[k], out + len);
+    return len;
+  }
+  for (int k = 0; k < 4; ++k) len += FourToUtf8(v[k], out + len);
+  return len;
+}
+
+// The longest run of whole blocks of sixteen elements 1..7F at p, at most n and room elements,
+// narrowed to bytes at out; returns its length.
+inline std::size_t AsciiBlocks(const wchar_t* p, std::size_t n, unsigned char* out,
+                               std::size_t room) {
+  const std::size_t limit = n < room ? n : room;
+  std::size_t i = 0;
+  for (; limit - i >= 16; i += 16) {
+    const __m128i a = Load(p + i), b = Load(p + i + 4), c = Load(p + i + 8), d = Load(p + i + 12);
+    const __m128i high =
+        _mm_and_si128(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d)), _mm_set1_epi32(~0x7F));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(high, _mm_setzero_si128())) != 0xFFFF) break;
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) != 0) break;  // a zero
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), bytes);
+  }
+  return i;
+}
+
 std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
                        const PlainRule& rule, std::size_t& written) {
+  const RuleVectors r(rule);
   std::size_t i = 0;
   std::size_t w = 0;
-  while (i < n) {
-    const auto c = static_cast<std::uint32_t>(p[i]);
-    if (c - 1u < 0x7Fu) {
-      const std::size_t run = AsciiRunToNarrow(p + i, n - i, out + w, room - w);
-      if (run == 0) break;  // no room for the next byte
+  // An ASCII block is written exactly. Any other block is encoded once the block after it is known
+  // plain: its stores reach at most 64 bytes past out + w, and what they write past its own bytes
+  // (at most 12) is covered by the at least 16 bytes of the next block, which the scalar rule
+  // writes if the loop stops. The room for 3 more bytes lets the sequence that covers the stores'
+  // last byte fit too, so no garbage stays behind a sequence that does not fit.
+  bool known = false;  // the block at i is known plain
+  while (n - i >= 16 && room - w >= 64 + 3) {
+    const std::size_t run = AsciiBlocks(p + i, n - i, out + w, room - w);
+    if (run != 0) {
       i += run;
       w += run;
-      continue;
+      known = false;
+      if (room - w < 64 + 3) break;
     }
-    if (!IsPlain(c, rule)) break;
-    const unsigned len = EncodedLength(c);
-    if (room - w < len) break;
-    WriteSequence(c, len, out + w);
-    w += len;
-    ++i;
+    if (n - i < 32) break;
+    const Block block(p + i);
+    if (!known && !block.Plain(r)) break;
+    if (!Block(p + i + 16).Plain(r)) break;
+    w += SixteenToUtf8(block, out + w);
+    i += 16;
+    known = true;
   }
-  written = w;
+  std::size_t tail = 0;
+  i += EncodePlainScalar(p + i, n - i, out + w, room - w, rule, tail);
+  written = w + tail;
   return i;
 }
 

@@ -192,12 +192,15 @@ std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
   const std::uint32_t others[] = {0,        0x7F,       0x80,       0x7FF,     0x800,   0xD800,
                                   0xDBFF,   0xDFFF,     0xFEFF,     0xFFFF,    0x10000, 0x10FFFF,
                                   0x110000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-  const std::uint32_t script = scripts[rng() % 5];
+  // Two scripts, the second one element in `mixed_one_in` (never when 0), as text mixes them.
+  const std::uint32_t script[] = {scripts[rng() % 5], scripts[rng() % 5]};
+  const unsigned mixed_one_in = std::vector<unsigned>{0, 2, 9}[rng() % 3];
   const unsigned bad_one_in = std::vector<unsigned>{0, 200, 20, 3}[rng() % 4];
   std::wstring s(rng() % (max_size + 1), L'\0');
   for (wchar_t& e : s) {
     const bool other = bad_one_in != 0 && rng() % bad_one_in == 0;
-    e = static_cast<wchar_t>(!other      ? script + rng() % 127
+    const bool mixed = mixed_one_in != 0 && rng() % mixed_one_in == 0;
+    e = static_cast<wchar_t>(!other      ? script[mixed] + rng() % 127
                              : rng() % 4 ? others[rng() % 16]
                                          : rng());
   }
