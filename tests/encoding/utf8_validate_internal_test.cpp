@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "encoding/utf8_model.h"
 #include "encoding/validate_kernels.h"
+#include "models/utf8_model.h"
 #include "test_util.h"
 
 namespace {

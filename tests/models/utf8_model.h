@@ -98,18 +98,6 @@ inline std::string Form(std::uint32_t c) {
   return static_cast<char>((0xFF00u >> n) | c) + tail;
 }
 
-// Where string_utf8_find_invalid stops: the start of the first sequence that the standard rules
-// (`standard`) or the codec's strict rules refuse; npos when there is none.
-inline std::size_t ModelFindInvalid(const std::string& text, bool standard) {
-  for (std::size_t i = 0, n = 0; i < text.size(); i += n) {
-    std::uint32_t v = 0;
-    n = standard ? StandardSequence(text, i, v) : Sequence(text, i, v);
-    if (!standard && (StrictlyRefused(text, i) || Surrogate(v))) n = 0;
-    if (n == 0) return i;
-  }
-  return std::string::npos;
-}
-
 }  // namespace qor_test
 
 #endif  // QORSTL_TESTS_MODELS_UTF8_MODEL_H_
