@@ -213,8 +213,8 @@ class deletable_facet : public Facet {
 /// With "utf-8-16" a code point above 0xFFFF becomes a surrogate pair of two elements.
 ///
 /// Through a locale name every call builds that locale's facet, and the platform loads the locale's
-/// data then: about a microsecond from the system's locale archive, hundreds of microseconds or more
-/// from a directory (C.utf8, LOCPATH). Past that the text converts at about iconv's speed.
+/// data then: about a microsecond from the system's locale archive, hundreds of microseconds or
+/// more from a directory (C.utf8, LOCPATH). Past that the text converts at about iconv's speed.
 /// Example:
 /// @code
 /// string_string_to_wstring("\xF0\x9F\x98\x80", "utf-8-16") == L"\xD83D\xDE00";
