@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "simd.h"
@@ -99,6 +100,37 @@ class ByteSet {
   }
 
   std::uint64_t member_[4] = {0, 0, 0, 0};
+};
+
+// A set of one to eight byte values held in the lanes of one word: a byte is a member when one lane
+// equals it. Built from a few loads and tested in a handful of operations, so a call that looks at
+// a few bytes of its text (the trims) pays less for its set than with the 256-bit map.
+class FewBytes {
+ public:
+  static constexpr std::size_t kMax = 8;
+
+  // The members are bytes[0, count), 1 <= count <= kMax. Lanes left over repeat a member.
+  FewBytes(const unsigned char* bytes, std::size_t count) {
+    if (count >= 4) {
+      std::uint32_t low, high;
+      std::memcpy(&low, bytes, 4);
+      std::memcpy(&high, bytes + count - 4, 4);
+      lanes_ = low | std::uint64_t{high} << 32;
+    } else {
+      lanes_ = bytes[0] * kOnes;
+      lanes_ = (lanes_ & ~std::uint64_t{0xFFFF00}) | std::uint64_t{bytes[count / 2]} << 8 |
+               std::uint64_t{bytes[count - 1]} << 16;
+    }
+  }
+
+  bool Contains(char c) const {
+    const std::uint64_t x = lanes_ ^ (static_cast<unsigned char>(c) * kOnes);
+    return ((x - kOnes) & ~x & (kOnes << 7)) != 0;  // some lane is zero
+  }
+
+ private:
+  static constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+  std::uint64_t lanes_;
 };
 
 }  // namespace internal

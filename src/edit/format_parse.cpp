@@ -33,6 +33,22 @@ std::unique_ptr<char[]> FormatNarrow(const char* fmt, va_list args) {
   return buffer;
 }
 
+// The text FormatNarrow gives, up to its first zero byte, formatted straight into the string.
+std::string FormatNarrowString(const char* fmt, va_list args) {
+  va_list pass;
+  va_copy(pass, args);
+  const int length = std::vsnprintf(nullptr, 0, fmt, pass);
+  va_end(pass);
+  if (length <= 0) return std::string();
+  if (length == INT_MAX) throw std::bad_alloc();
+  std::string out(static_cast<std::size_t>(length), '\0');
+  va_copy(pass, args);
+  std::vsnprintf(&out[0], out.size() + 1, fmt, pass);
+  va_end(pass);
+  out.erase(std::char_traits<char>::length(out.c_str()));  // a %c of zero ends the text
+  return out;
+}
+
 // vswprintf cannot measure, and answers -1 both for a buffer that is too small and for a conversion
 // it cannot make (a narrow %s or %c the locale cannot decode). So the buffer starts at
 // kFirstWideCapacity characters and doubles while the failure looks like a lack of room: errno is
@@ -86,15 +102,15 @@ namespace qor {
 std::string format_astring(const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  std::unique_ptr<char[]> buffer;
+  std::string out;
   try {
-    buffer = FormatNarrow(fmt, args);
+    out = FormatNarrowString(fmt, args);
   } catch (...) {
     va_end(args);
     throw;
   }
   va_end(args);
-  return buffer ? std::string(buffer.get()) : std::string();
+  return out;
 }
 
 void format_string_v(std::string& out, const char* fmt, va_list args) {

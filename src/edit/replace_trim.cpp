@@ -182,34 +182,68 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   // Here write == read: the bytes after the last occurrence are already in place.
 }
 
-std::string& trim_left(std::string& text, const std::string& chars) {
-  if (text.empty() || chars.empty()) return text;
-  const internal::ByteSet set(chars);
+namespace {
+
+// The trims over a set of either kind: FewBytes for the usual few bytes, the map for more.
+template <typename Set>
+std::size_t LeftEnd(const std::string& text, const Set& set) {
   std::size_t strip = 0;
   while (strip < text.size() && set.Contains(text[strip])) ++strip;
-  if (strip > 0) text.erase(0, strip);
+  return strip;
+}
+
+template <typename Set>
+std::size_t RightEnd(const std::string& text, std::size_t begin, const Set& set) {
+  std::size_t keep = text.size();
+  while (keep > begin && set.Contains(text[keep - 1])) --keep;
+  return keep;
+}
+
+// Keeps text[begin, end): the bytes move to the front and the string is cut there, which never
+// allocates (as erase).
+void Keep(std::string& text, std::size_t begin, std::size_t end) {
+  if (begin > 0) std::memmove(&text[0], text.data() + begin, end - begin);
+  if (end - begin < text.size()) text.erase(end - begin);
+}
+
+// The same bytes as trim_left followed by trim_right: the right end is looked for only among the
+// bytes the left trim keeps.
+template <typename Set>
+void TrimBoth(std::string& text, const Set& set) {
+  const std::size_t begin = LeftEnd(text, set);
+  Keep(text, begin, RightEnd(text, begin, set));
+}
+
+const unsigned char* Bytes(const std::string& s) {
+  return reinterpret_cast<const unsigned char*>(s.data());
+}
+
+}  // namespace
+
+std::string& trim_left(std::string& text, const std::string& chars) {
+  if (text.empty() || chars.empty()) return text;
+  const std::size_t strip = chars.size() <= internal::FewBytes::kMax
+                                ? LeftEnd(text, internal::FewBytes(Bytes(chars), chars.size()))
+                                : LeftEnd(text, internal::ByteSet(chars));
+  Keep(text, strip, text.size());
   return text;
 }
 
 std::string& trim_right(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const internal::ByteSet set(chars);
-  std::size_t keep = text.size();
-  while (keep > 0 && set.Contains(text[keep - 1])) --keep;
-  if (keep < text.size()) text.erase(keep);
+  const std::size_t keep = chars.size() <= internal::FewBytes::kMax
+                               ? RightEnd(text, 0, internal::FewBytes(Bytes(chars), chars.size()))
+                               : RightEnd(text, 0, internal::ByteSet(chars));
+  Keep(text, 0, keep);
   return text;
 }
 
-// The same bytes as trim_left followed by trim_right: the right end is looked for only among the
-// bytes the left trim keeps.
 std::string& trim_both(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const internal::ByteSet set(chars);
-  std::size_t begin = 0, end = text.size();
-  while (begin < end && set.Contains(text[begin])) ++begin;
-  while (end > begin && set.Contains(text[end - 1])) --end;
-  if (end < text.size()) text.erase(end);
-  if (begin > 0) text.erase(0, begin);
+  if (chars.size() <= internal::FewBytes::kMax)
+    TrimBoth(text, internal::FewBytes(Bytes(chars), chars.size()));
+  else
+    TrimBoth(text, internal::ByteSet(chars));
   return text;
 }
 

@@ -55,6 +55,7 @@ bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std:
 // byte; any other text takes the layout test.
 bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels& decode,
                     const unsigned char* p, std::size_t n) {
+  if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return false;
   bool high = false;
   const std::size_t valid =
       n < kShortText ? ShortStandardPrefix(p, n, high) : validate.standard_prefix(p, n, high);

@@ -1,4 +1,5 @@
-// Conversion of whole texts by encoding name: the three Unicode names and the locale names.
+// Conversion of whole texts by encoding name: the three Unicode names and the locale names, and
+// the UTF-8 conversions named after them.
 #include <cwchar>
 #include <exception>
 #include <locale>
@@ -90,6 +91,28 @@ std::string string_wstring_to_string(const std::wstring& text, const std::string
         break;
     }
     if (!converted) return kToBytesError;
+    return result;
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+// The "utf-8" conversions by name, without looking the name up: the same coders, the same error
+// texts.
+std::wstring string_utf8_to_wstring(const std::string& text) {
+  try {
+    std::wstring result;
+    if (!internal::Utf8ToCodePoints(text, result)) return Widen(kFromBytesError);
+    return result;
+  } catch (const std::exception& error) {
+    return Widen(error.what());
+  }
+}
+
+std::string string_wstring_to_utf8(const std::wstring& text) {
+  try {
+    std::string result;
+    if (!internal::CodePointsToUtf8(text, result)) return kToBytesError;
     return result;
   } catch (const std::exception& error) {
     return error.what();

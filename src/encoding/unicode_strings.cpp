@@ -1,4 +1,4 @@
-// Unicode string conversions: the loose BMP coders to_utf8/to_utf16 and the named shortcuts.
+// Unicode string conversions: the loose BMP coders to_utf8/to_utf16 and the 31-bit shortcut.
 #include <cstdint>
 #include <string>
 
@@ -54,14 +54,6 @@ std::wstring to_utf16(const std::string& text) {
   }
   result.resize(w);
   return result;
-}
-
-std::wstring string_utf8_to_wstring(const std::string& text) {
-  return string_string_to_wstring(text, "utf-8");
-}
-
-std::string string_wstring_to_utf8(const std::wstring& text) {
-  return string_wstring_to_string(text, "utf-8");
 }
 
 std::string string_utf8_wstring_to_string(const std::wstring& text) {

@@ -10,6 +10,9 @@
 namespace qor {
 namespace internal {
 
+// Texts of fewer elements than this are encoded without a kernel.
+constexpr std::size_t kShortEncode = 16;
+
 std::size_t WideToUtf8With(const EncodeKernels& kernels, const wchar_t* src, std::size_t src_len,
                            char* dst, std::size_t dst_cap, int flags) {
   if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
@@ -19,15 +22,19 @@ std::size_t WideToUtf8With(const EncodeKernels& kernels, const wchar_t* src, std
   const std::size_t n = src_len != 0 ? src_len : std::wcslen(src);
   const PlainRule rule = {0x10FFFF, 0xD800, drop_bom ? 0xFEFFu : 0u};
   auto* out = reinterpret_cast<unsigned char*>(dst);
+  // A text shorter than a block runs the scalar rule for plain runs in place of a kernel's call.
+  const bool short_text = n < kShortEncode;
   std::size_t i = 0;
   std::size_t count = 0;  // bytes counted, and in a filling call also written
   for (;;) {
     std::size_t done = 0;
     if (out == nullptr) {
-      count += kernels.measure(src + i, n - i, rule, done);
+      count += short_text ? MeasurePlainScalar(src + i, n - i, rule, done)
+                          : kernels.measure(src + i, n - i, rule, done);
       i += done;
     } else {
-      i += kernels.encode(src + i, n - i, out + count, dst_cap - count, rule, done);
+      i += short_text ? EncodePlainScalar(src + i, n - i, out + count, dst_cap - count, rule, done)
+                      : kernels.encode(src + i, n - i, out + count, dst_cap - count, rule, done);
       count += done;
     }
     if (i == n) return count;

@@ -32,6 +32,7 @@ unsigned CodecSequence(const unsigned char* p, std::size_t left) {
 // takes over again: under the codec's rules the block may hold nothing the codec refuses.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard) {
+  if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return std::string::npos;
   std::size_t pos = 0;
   for (;;) {
     bool high = false;

@@ -73,6 +73,23 @@ inline std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bo
   return n;
 }
 
+// Up to this length an ASCII text is found by words of eight bytes, without a kernel's call:
+// the callers' answer for ASCII text needs no more.
+constexpr std::size_t kShortAsciiText = 64;
+
+// Whether p[0, n), 8 <= n, is all ASCII: words of eight bytes, the last one ending at the end, the
+// first word holding a high byte ending the test.
+inline bool ShortAscii(const unsigned char* p, std::size_t n) {
+  constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+  std::uint64_t word;
+  for (std::size_t i = 0; i + 8 < n; i += 8) {
+    std::memcpy(&word, p + i, 8);
+    if ((word & kHigh) != 0) return false;
+  }
+  std::memcpy(&word, p + n - 8, 8);
+  return (word & kHigh) == 0;
+}
+
 // Where a block that a kernel refused begins, moved back to the lead byte of a sequence that
 // p[0, at) leaves open; p[0, at) is known to be well-formed up to that sequence.
 inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {

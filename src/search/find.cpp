@@ -103,6 +103,9 @@ inline bool SameBytes(const unsigned char* a, const unsigned char* b, std::size_
   return true;
 }
 
+// Texts shorter than this take no scan.
+constexpr std::size_t kShortText = 16;
+
 #if defined(QORSTL_HAVE_SSE2)
 // Starts tested by one vector block.
 constexpr std::size_t kBlockStarts = 16;
@@ -123,10 +126,21 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
   const auto* p = reinterpret_cast<const unsigned char*>(pattern);
   const std::size_t last_start = n - m;
 
+  if (n < kShortText) {
+    // Fewer bytes than a block: each start tried in place, its first and last bytes first, without
+    // a call to memchr that costs more than the bytes it reads.
+    for (std::size_t at = 0; at <= last_start; ++at) {
+      if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
+          (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))
+        return at;
+    }
+    return kNotFound;
+  }
+
   std::size_t work = 0;
   std::size_t pos = 0;
 #if defined(QORSTL_HAVE_SSE2)
-  if (m >= 2 && n >= 16 && last_start < kBlockStarts - 1) {
+  if (m >= 2 && last_start < kBlockStarts - 1) {
     // Fewer starts than a block holds, but a block of text to read: one comparison with the first
     // byte finds every candidate, each then tested in place.
     const __m128i heads = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)),
