@@ -136,11 +136,25 @@ std::size_t NeonEncode(const wchar_t* p, std::size_t n, unsigned char* out, std:
   const uint16x8_t excluded = vdupq_n_u16(static_cast<std::uint16_t>(rule.excluded));
   std::size_t i = 0;
   std::size_t w = 0;
-  // Writes the bytes of a gather row at out + w. The sixteen-byte window keeps its bytes past
-  // them as they were when `last` (no later store of the block covers them); else the next store
-  // covers them.
+  // The caller's bytes from 16 to 64 past the start of a block that is not plain ASCII, as they
+  // were before it: no earlier block wrote there. A block's windows reach at most 64 bytes past
+  // its start, and each covers what the one before wrote past its own bytes.
+  alignas(16) std::uint8_t kept[64] = {};
+  std::size_t block_start = 0;
+  const auto keep = [&] {
+    block_start = w;
+    vst1q_u8(kept + 16, vld1q_u8(out + w + 16));
+    vst1q_u8(kept + 32, vld1q_u8(out + w + 32));
+    vst1q_u8(kept + 48, vld1q_u8(out + w + 48));
+  };
+  // Writes the bytes of a gather row at out + w. The block's `last` window puts back the caller's
+  // bytes past them (past the block's end, at least 16 bytes from its start); any other window's
+  // extra bytes are covered by the next one.
   const auto put = [&](uint8x16_t bytes, const std::uint8_t* row, bool last) {
-    if (last) bytes = vbslq_u8(vcltq_u8(byte_lane, vdupq_n_u8(row[31])), bytes, vld1q_u8(out + w));
+    if (last) {
+      bytes = vbslq_u8(vcltq_u8(byte_lane, vdupq_n_u8(row[31])), bytes,
+                       vld1q_u8(kept + (w - block_start)));
+    }
     vst1q_u8(out + w, bytes);
     w += row[31];
   };
@@ -197,6 +211,7 @@ std::size_t NeonEncode(const wchar_t* p, std::size_t n, unsigned char* out, std:
       vst1q_u8(out + w, vuzp1q_u8(vreinterpretq_u8_u16(low), vreinterpretq_u8_u16(high)));
       w += 16;
     } else if (top < 0x7FF) {  // 1..7FF: no surrogate, no U+FEFF, below every rule's largest
+      keep();
       two_byte(halves(c.val[0], c.val[1]), false);
       two_byte(halves(c.val[2], c.val[3]), true);
     } else if (top < 0xFFFF) {  // 1..FFFF: within every rule's largest
@@ -209,6 +224,7 @@ std::size_t NeonEncode(const wchar_t* p, std::size_t n, unsigned char* out, std:
                       vorrq_u16(vceqq_u16(low, excluded), vceqq_u16(high, excluded)));
         if (vmaxvq_u16(refused) != 0) break;
       }
+      keep();
       bmp(low, false);
       bmp(high, true);
     } else {
@@ -216,6 +232,7 @@ std::size_t NeonEncode(const wchar_t* p, std::size_t n, unsigned char* out, std:
           vorrq_u32(vorrq_u32(NotPlain(c.val[0], rule), NotPlain(c.val[1], rule)),
                     vorrq_u32(NotPlain(c.val[2], rule), NotPlain(c.val[3], rule)));
       if (vmaxvq_u32(refused) != 0) break;
+      keep();
       any_length(c.val[0], false);
       any_length(c.val[1], false);
       any_length(c.val[2], false);
