@@ -12,24 +12,6 @@ namespace qor {
 namespace internal {
 namespace {
 
-// For the four lanes of a 128-bit half, indexed by their extra byte counts (two bits a lane, lane 0
-// lowest): the shuffle that packs each lane's leading bytes together, and the bytes it keeps.
-struct PackTable {
-  alignas(16) unsigned char shuffle[256][16];
-  unsigned char length[256];
-  constexpr PackTable() : shuffle(), length() {
-    for (unsigned index = 0; index < 256; ++index) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned bytes = ((index >> (2 * lane)) & 3u) + 1;
-        for (unsigned b = 0; b < bytes; ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
-      }
-      length[index] = static_cast<unsigned char>(pos);
-      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
-    }
-  }
-};
 constexpr PackTable kPack;
 
 struct RuleVectors {

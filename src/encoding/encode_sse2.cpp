@@ -14,6 +14,8 @@ namespace qor {
 namespace internal {
 namespace {
 
+constexpr PackTable kPack;
+
 std::size_t MeasureSse2(const wchar_t* p, std::size_t n, const PlainRule& rule, std::size_t& used) {
   // Unsigned comparisons made signed by flipping the top bit of both sides.
   const __m128i flip = _mm_set1_epi32(INT32_MIN);
@@ -56,26 +58,6 @@ std::size_t MeasureSse2(const wchar_t* p, std::size_t n, const PlainRule& rule, 
   used = i + tail;
   return bytes;
 }
-
-// For the four lanes of a vector, indexed by their extra byte counts (two bits a lane, lane 0
-// lowest): the shuffle that packs each lane's leading bytes together, and the bytes it keeps.
-struct PackTable {
-  alignas(16) unsigned char shuffle[256][16];
-  unsigned char length[256];
-  constexpr PackTable() : shuffle(), length() {
-    for (unsigned index = 0; index < 256; ++index) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned bytes = ((index >> (2 * lane)) & 3u) + 1;
-        for (unsigned b = 0; b < bytes; ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
-      }
-      length[index] = static_cast<unsigned char>(pos);
-      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
-    }
-  }
-};
-constexpr PackTable kPack;
 
 // Bit k of a four-bit lane mask moved to bit 2k: two bits a lane for the index of kPack.
 constexpr unsigned kSpread[16] = {0x00, 0x01, 0x04, 0x05, 0x10, 0x11, 0x14, 0x15,
