@@ -1,7 +1,8 @@
 // The single-pattern search held against a naive search at every text length from 0 to 70 bytes,
 // at every alignment of the text within a vector block, and just below, at and above the lengths
-// where its paths change (one block of starts, the short-pattern limit). Each text sits at the end
-// of its own allocation, so the sanitizer build reports any read past it.
+// where its paths change (one block of starts, the short-pattern limit, the reach past which a rare
+// first byte is looked for with memchr). Each text sits at the end of its own allocation, so the
+// sanitizer build reports any read past it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,27 +22,63 @@ std::size_t Naive(const std::string& text, const std::string& pattern) {
 }
 
 TEST(FindFirst, EveryShortLengthAndAlignment) {
-  const std::string alphabets[] = {"ab", std::string("ab\0\xC3", 4), "aaaaaaab"};
+  // The last alphabet makes the pattern's first byte rare, so that whole blocks hold none of it.
+  const std::string alphabets[] = {"ab", std::string("ab\0\xC3", 4), "aaaaaaab",
+                                   std::string(60, 'a') + "bc"};
   std::vector<std::size_t> lengths;
   for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (std::size_t n : {79, 80, 81, 95, 96, 97, 127, 128, 129, 300}) lengths.push_back(n);
+  for (std::size_t n :
+       {79, 80, 81, 95, 96, 97, 127, 128, 129, 270, 271, 272, 273, 287, 288, 289, 300, 350, 500})
+    lengths.push_back(n);
   std::mt19937 rng(16);
   for (std::size_t n : lengths) {
     for (std::size_t align = 0; align < 16; ++align) {
       for (int round = 0; round < 12 && !HasFailure(); ++round) {
-        const std::string& letters = alphabets[round % 3];
+        const std::string& letters = alphabets[round % 4];
         std::string text(n, '\0');
         for (char& c : text) c = letters[rng() % letters.size()];
         // A piece of the text, often mutated; pattern lengths up to past the text's and the
         // short-pattern limit of 64.
-        const std::size_t m = 1 + rng() % (round % 4 == 0 ? 80 : 12);
+        const std::size_t m = 1 + rng() % (round % 3 == 0 ? 80 : 12);
         std::string pattern = text.substr(n == 0 ? 0 : rng() % n, m);
         while (pattern.size() < m) pattern += letters[rng() % letters.size()];
         if (rng() % 2) pattern[rng() % m] = letters[rng() % letters.size()];
+        if (round % 4 == 3) pattern[0] = 'b';
         std::vector<char> block(align + n);
         std::copy(text.begin(), text.end(), block.begin() + align);
         EXPECT_EQ(qor::internal::FindFirst(block.data() + align, n, pattern.data(), m),
                   Naive(text, pattern))
+            << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
+      }
+    }
+  }
+}
+
+// One occurrence planted at every start of texts whose other bytes never hold the pattern's first
+// byte but a near-match at the start: the scans that skip such text (memchr, whole blocks without a
+// candidate) must stop exactly there, at the first start, the last one and every one between.
+TEST(FindFirst, PlantedOccurrenceAtEveryStart) {
+  std::mt19937 rng(20);
+  for (std::size_t n : {16, 17, 31, 32, 33, 47, 48, 64, 65, 80, 81, 97, 128, 129, 300, 333}) {
+    for (std::size_t m : {2, 3, 4, 10, 17, 18}) {
+      if (m > n) continue;
+      std::string pattern(m, 'b');
+      for (std::size_t i = 1; i < m; ++i)
+        pattern[i] =
+            "ac\xC3"
+            "b"[rng() % 4];
+      for (std::size_t at = 0; at + m <= n && !HasFailure(); ++at) {
+        std::string text(n, 'a');
+        for (char& c : text) c = "aac\xC3"[rng() % 4];
+        if (at >= m) {
+          // A near-match at the start: the first candidate fails, and the scan goes on past it.
+          text[0] = 'b';
+          text[m - 1] = pattern[m - 1] == 'a' ? 'c' : 'a';
+        }
+        text.replace(at, m, pattern);
+        std::vector<char> block(1 + n);  // one byte off a block's alignment, ending the allocation
+        std::copy(text.begin(), text.end(), block.begin() + 1);
+        EXPECT_EQ(qor::internal::FindFirst(block.data() + 1, n, pattern.data(), m), at)
             << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
       }
     }
