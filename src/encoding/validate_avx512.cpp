@@ -59,34 +59,36 @@ bool OpenAtEnd(__m512i v) {
 }
 
 std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
-  // A text of one block or less: one masked load, which leaves zero bytes after the text, so a
-  // sequence cut short by its end is a fault of the block like any other.
-  if (n <= 64) {
-    const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n)), p);
+  // Leading ASCII, four blocks a test and then one, up to the last block, without the tables of
+  // the full check.
+  std::size_t i = 0;
+  for (; n - i > 256; i += 256) {
+    const __m512i any = _mm512_or_si512(
+        _mm512_or_si512(_mm512_loadu_si512(p + i), _mm512_loadu_si512(p + i + 64)),
+        _mm512_or_si512(_mm512_loadu_si512(p + i + 128), _mm512_loadu_si512(p + i + 192)));
+    if (_mm512_movepi8_mask(any) != 0) break;
+  }
+  for (; n - i > 64; i += 64) {
+    if (_mm512_movepi8_mask(_mm512_loadu_si512(p + i)) != 0) break;
+  }
+  // The last block, or a text of one block or less: one masked load, which leaves zero bytes after
+  // the text, so a sequence cut short by its end is a fault of the block like any other. ASCII
+  // before it leaves no sequence open.
+  if (n - i <= 64) {
+    const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n - i)), p + i);
     if (_mm512_movepi8_mask(v) == 0) {
       high = false;
       return n;
     }
-    if (Malformed(v, _mm512_setzero_si512())) return 0;
-    if (n == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, 64);
+    if (Malformed(v, _mm512_setzero_si512())) return i;
+    if (n - i == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, n);
     high = true;
     return n;
   }
   __m512i before = _mm512_setzero_si512();
   __m512i any = _mm512_setzero_si512();
-  std::size_t i = 0;
-  for (;;) {
+  for (;; i += 64) {
     const std::size_t left = n - i;
-    // Two blocks of ASCII at a time, after a block that left no sequence open.
-    if (left > 128) {
-      const __m512i a = _mm512_loadu_si512(p + i), b = _mm512_loadu_si512(p + i + 64);
-      if (_mm512_movepi8_mask(_mm512_or_si512(a, b)) == 0) {
-        if (OpenAtEnd(before)) break;
-        before = b;
-        i += 128;
-        continue;
-      }
-    }
     // A block short of 64 bytes ends in zero bytes, which a sequence left open cannot take.
     const __m512i v = left >= 64 ? _mm512_loadu_si512(p + i)
                                  : _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(left)), p + i);
@@ -105,7 +107,6 @@ std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& hi
       high = _mm512_movepi8_mask(any) != 0;
       return n;
     }
-    i += 64;
   }
   return SequenceStartBefore(p, i);
 }
