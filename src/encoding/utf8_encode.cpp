@@ -14,17 +14,6 @@ namespace {
 // Texts of fewer elements than this are encoded without a kernel.
 constexpr std::size_t kShortEncode = 16;
 
-// Whether the n elements at p, n < kShortEncode, are all 1..7F: the common short text, whose bytes
-// are its elements narrowed.
-bool ShortAsciiElements(const wchar_t* p, std::size_t n) {
-  std::uint32_t outside = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const auto c = static_cast<std::uint32_t>(p[i]);
-    outside |= (c & ~0x7Fu) | static_cast<std::uint32_t>(c == 0);
-  }
-  return outside == 0;
-}
-
 // wchar_to_utf8 on a bounded or zero-terminated input; `kernels` is fetched only for a text of a
 // block or more.
 template <class Kernels>
@@ -37,18 +26,24 @@ std::size_t Encode(Kernels kernels, const wchar_t* src, std::size_t src_len, cha
   const std::size_t n = src_len != 0 ? src_len : std::wcslen(src);
   auto* out = reinterpret_cast<unsigned char*>(dst);
   // A text shorter than a block runs the scalar rule for plain runs in place of a kernel's call,
-  // and an ASCII one is narrowed at once, a byte an element up to the capacity, as the rule writes.
+  // its leading ASCII narrowed first, a byte an element up to the capacity, as the rule writes it.
   const bool short_text = n < kShortEncode;
-  if (short_text && ShortAsciiElements(src, n)) {
-    if (out == nullptr) return n;
-    const std::size_t fill = n <= dst_cap ? n : dst_cap;
-    for (std::size_t i = 0; i < fill; ++i) out[i] = static_cast<unsigned char>(src[i]);
-    return n <= dst_cap ? n : 0;
+  std::size_t i = 0;
+  if (short_text) {
+    const auto ascii = [src](std::size_t at) {
+      return static_cast<std::uint32_t>(src[at]) - 1u < 0x7Fu;
+    };
+    if (out == nullptr) {
+      while (i < n && ascii(i)) ++i;
+    } else {
+      for (const std::size_t fill = n <= dst_cap ? n : dst_cap; i < fill && ascii(i); ++i)
+        out[i] = static_cast<unsigned char>(src[i]);
+    }
+    if (i == n) return n;
   }
   const PlainRule rule = {0x10FFFF, 0xD800, drop_bom ? 0xFEFFu : 0u};
   const EncodeKernels* k = short_text ? nullptr : &kernels();
-  std::size_t i = 0;
-  std::size_t count = 0;  // bytes counted, and in a filling call also written
+  std::size_t count = i;  // bytes counted, and in a filling call also written
   for (;;) {
     std::size_t done = 0;
     if (out == nullptr) {
