@@ -26,13 +26,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t n = size - skip;
     const std::size_t standard = FindInvalidWith(rule, p, n, true);
     const std::size_t codec = FindInvalidWith(rule, p, n, false);
-    const bool utf8 = IsUtf8TextWith(rule, decode, p, n);
+    const bool utf8 = IsUtf8TextWith(rule, &decode, p, n);
     for (Isa isa : {Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon}) {
       const ValidateKernels* k = ValidateKernelsFor(isa);
       if (k == nullptr) continue;
       Check(FindInvalidWith(*k, p, n, true) == standard, "string_utf8_find_invalid, standard");
       Check(FindInvalidWith(*k, p, n, false) == codec, "string_utf8_find_invalid, codec");
-      Check(IsUtf8TextWith(*k, *qor::internal::DecodeKernelsFor(isa), p, n) == utf8,
+      Check(IsUtf8TextWith(*k, qor::internal::DecodeKernelsFor(isa), p, n) == utf8,
             "string_is_utf8_string");
       bool high = false;
       const std::size_t prefix = k->standard_prefix(p, n, high);

@@ -53,14 +53,18 @@ bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std:
 
 // Standard UTF-8 has the layout, so a text the validation kernel passes whole needs only a high
 // byte; any other text takes the layout test.
-bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels& decode,
+bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
                     const unsigned char* p, std::size_t n) {
-  if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return false;
   bool high = false;
-  const std::size_t valid =
-      n < kShortText ? ShortStandardPrefix(p, n, high) : validate.standard_prefix(p, n, high);
+  std::size_t valid;
+  if (validate.short_texts) {
+    valid = validate.standard_prefix(p, n, high);
+  } else {
+    if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return false;
+    valid = n < kShortText ? ShortStandardPrefix(p, n, high) : validate.standard_prefix(p, n, high);
+  }
   if (valid == n) return high;
-  return IsUtf8StringWith(decode, p, n);
+  return IsUtf8StringWith(decode != nullptr ? *decode : BestDecodeKernels(), p, n);
 }
 
 }  // namespace internal
@@ -81,8 +85,14 @@ bool string_is_ascii_string(const std::string& text) {
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  return internal::IsUtf8TextWith(internal::BestValidateKernels(), internal::BestDecodeKernels(),
-                                  Bytes(text), text.size());
+  const internal::ValidateKernels& validate = internal::BestValidateKernels();
+  // A level that reads short texts itself: one call settles the common, standard text; any
+  // other text goes the whole way.
+  bool high = false;
+  if (validate.short_texts &&
+      validate.standard_prefix(Bytes(text), text.size(), high) == text.size())
+    return high;
+  return internal::IsUtf8TextWith(validate, nullptr, Bytes(text), text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

@@ -98,25 +98,25 @@ std::string string_wstring_to_string(const std::wstring& text, const std::string
 }
 
 // The "utf-8" conversions by name, without looking the name up: the same coders, the same error
-// texts.
+// texts. One result object, returned in place.
 std::wstring string_utf8_to_wstring(const std::string& text) {
+  std::wstring result;
   try {
-    std::wstring result;
-    if (!internal::Utf8ToCodePoints(text, result)) return Widen(kFromBytesError);
-    return result;
+    if (!internal::Utf8ToCodePoints(text, result)) result = Widen(kFromBytesError);
   } catch (const std::exception& error) {
-    return Widen(error.what());
+    result = Widen(error.what());
   }
+  return result;
 }
 
 std::string string_wstring_to_utf8(const std::wstring& text) {
+  std::string result;
   try {
-    std::string result;
-    if (!internal::CodePointsToUtf8(text, result)) return kToBytesError;
-    return result;
+    if (!internal::CodePointsToUtf8(text, result)) result = kToBytesError;
   } catch (const std::exception& error) {
-    return error.what();
+    result = error.what();
   }
+  return result;
 }
 
 }  // namespace qor

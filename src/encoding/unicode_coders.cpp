@@ -97,28 +97,21 @@ std::size_t DecodedRoom(const unsigned char* p, std::size_t n, bool units) {
   return room + DecodedRoomScalar(p + i, n - i, units);
 }
 
-// UTF-8 to wide elements: code points, or UTF-16 code units when `kUnits`. The scalar
-// DecodeSequence states the rule; the best kernel settles the blocks of plain standard UTF-8 first
-// (without four-byte sequences when they become surrogate pairs).
+// UTF-8 to wide elements at out, which has room for `room` of them: code points, or UTF-16 code
+// units when `kUnits`. The scalar DecodeSequence states the rule; the best kernel settles the
+// blocks of plain standard UTF-8 first (without four-byte sequences when they become surrogate
+// pairs). Returns the count, or npos when the text does not convert.
 template <bool kUnits>
-bool DecodeUtf8(const std::string& text, std::wstring& out) {
-  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  const std::size_t room = DecodedRoom(p, n, kUnits);
-  if (room == 0) {  // empty, or nothing but continuation bytes
-    out.clear();
-    return n == 0;
-  }
-  out.assign(room, L'\0');
-  wchar_t* const base = &out[0];
+std::size_t DecodeInto(const unsigned char* p, std::size_t n, wchar_t* const out,
+                       std::size_t room) {
   const DecodeKernels& kernels = BestDecodeKernels();
   std::size_t i = 0;
   std::size_t w = 0;
   std::size_t rule_until = 0;
   while (i < n) {
-    if (i >= rule_until) {
+    if (i >= rule_until && n - i >= kernels.block) {  // a kernel settles no shorter text
       const DecodeStep step =
-          kernels.decode(p + i, n - i, base + w, room - w, kUnits ? kDecodeBmpOnly : 0);
+          kernels.decode(p + i, n - i, out + w, room - w, kUnits ? kDecodeBmpOnly : 0);
       i += step.read;
       w += step.written;
       rule_until = i + kernels.block;
@@ -126,16 +119,41 @@ bool DecodeUtf8(const std::string& text, std::wstring& out) {
     }
     std::uint32_t code = 0;
     const unsigned len = DecodeSequence(p + i, n - i, code);
-    if (len == 0) return false;
+    if (len == 0) return static_cast<std::size_t>(-1);
     i += len;
     if (kUnits && code >= 0x10000) {
-      base[w++] = static_cast<wchar_t>(0xD800u + ((code - 0x10000u) >> 10));
-      base[w++] = static_cast<wchar_t>(0xDC00u + (code & 0x3FFu));
+      out[w++] = static_cast<wchar_t>(0xD800u + ((code - 0x10000u) >> 10));
+      out[w++] = static_cast<wchar_t>(0xDC00u + (code & 0x3FFu));
     } else {
-      base[w++] = static_cast<wchar_t>(code);
+      out[w++] = static_cast<wchar_t>(code);
     }
   }
-  out.resize(w);
+  return w;
+}
+
+// A text of up to this many bytes is decoded once into a buffer on the stack (one element a byte
+// at most, a surrogate pair taking the four bytes of its sequence), and the result is allocated
+// once at its size. A longer one is counted first, and decoded into the result.
+constexpr std::size_t kOnePassBytes = 1024;
+
+template <bool kUnits>
+bool DecodeUtf8(const std::string& text, std::wstring& out) {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size();
+  constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
+  if (n <= kOnePassBytes) {
+    wchar_t buffer[kOnePassBytes];
+    const std::size_t written = DecodeInto<kUnits>(p, n, buffer, n);
+    if (written == kFailed) return false;
+    out.assign(buffer, written);
+    return true;
+  }
+  const std::size_t room = DecodedRoom(p, n, kUnits);
+  if (room == 0) return false;  // nothing but continuation bytes
+  out.assign(room, L'\0');
+  const std::size_t written = DecodeInto<kUnits>(p, n, &out[0], room);
+  if (written == kFailed) return false;
+  out.resize(written);
   return true;
 }
 

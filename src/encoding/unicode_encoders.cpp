@@ -1,5 +1,6 @@
 // Whole wide strings to UTF-8 for the encoding names "utf-8" and "utf-8-16" and for `to_utf8`, and
-// both directions of "utf-16": an exact size first, one allocation, one fill. Plain runs go to the
+// both directions of "utf-16": one allocation of the exact size, after one pass on the stack for a
+// short text, else after a measuring pass. Plain runs go to the
 // encoding kernels; each coder's step below states its rule for the elements a kernel leaves.
 #include <cstddef>
 #include <cstdint>
@@ -28,13 +29,36 @@ inline Taken Sequence(std::uint32_t c, std::size_t units, unsigned char* out) {
   return {units, len};
 }
 
+// A text of up to this many elements is encoded in one pass into a buffer on the stack.
+constexpr std::size_t kOnePassElements = 1024;
+
 // `step(p, avail, out)` converts the element(s) at p that the kernel left, writing at out unless
-// it is null. The first pass sizes the result exactly, so the second never runs out of room.
+// it is null; a step writes at most four bytes. For a longer text, a first pass sizes the result
+// exactly, so the second never runs out of room.
 template <class Step>
 bool EncodeString(const EncodeKernels& kernels, const std::wstring& text, const PlainRule& rule,
                   Step step, std::string& out) {
   const wchar_t* const p = text.data();
   const std::size_t n = text.size();
+  if (n <= kOnePassElements) {
+    // At most four bytes an element: encoded once on the stack, allocated once at its size.
+    unsigned char buffer[4 * kOnePassElements];
+    std::size_t w = 0;
+    for (std::size_t i = 0;;) {
+      // Fewer elements than a block go to the scalar rule, without a kernel's call.
+      std::size_t written = 0;
+      i += n < 16 ? EncodePlainScalar(p + i, n - i, buffer + w, sizeof buffer - w, rule, written)
+                  : kernels.encode(p + i, n - i, buffer + w, sizeof buffer - w, rule, written);
+      w += written;
+      if (i == n) break;
+      const Taken taken = step(p + i, n - i, buffer + w);
+      if (taken.units == 0) return false;
+      i += taken.units;
+      w += taken.bytes;
+    }
+    out.assign(reinterpret_cast<const char*>(buffer), w);
+    return true;
+  }
   std::size_t size = 0;
   for (std::size_t i = 0;;) {
     std::size_t used = 0;

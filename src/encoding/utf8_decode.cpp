@@ -19,14 +19,14 @@ constexpr bool StrictlyRefused(unsigned char b) {
 }
 
 // The decoding loop, one instance per kind of call: filling or measuring, lenient or strict,
-// bounded or zero-terminated. `end` is null for a zero-terminated input. Returns the count.
+// bounded or zero-terminated. `end` is null for a zero-terminated input. Goes on from where a
+// first kernel call stopped, `count` elements in, with the rule until `rule_until`. Returns the
+// count.
 template <bool kFill, bool kLenient, bool kBounded>
 std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
                    const unsigned char* const end, wchar_t* out, wchar_t* const out_end,
-                   bool drop_bom) {
+                   bool drop_bom, std::size_t count, const unsigned char* rule_until) {
   const unsigned options = drop_bom ? kDecodeStopAtBom : 0;
-  const unsigned char* rule_until = p;  // bytes before this go to the rule
-  std::size_t count = 0;
   while (!kBounded || p < end) {
     // Texts shorter than a block go to the rule at once: the kernel could settle nothing.
     if (kBounded && p >= rule_until && static_cast<std::size_t>(end - p) >= kernels.block) {
@@ -88,7 +88,7 @@ std::size_t Decode(const DecodeKernels& kernels, const unsigned char* p,
   return count;
 }
 
-// Whether the n bytes at p, 8 <= n <= 64, are all 01..7F, a word at a time (the last word
+// Whether the n bytes at p, 8 <= n < 64, are all 01..7F, a word at a time (the last word
 // overlapping). A zero byte or a high byte flags its word; a zero byte's borrow may flag the next
 // byte as well, which only sends the text to the loop.
 bool ShortAsciiText(const unsigned char* p, std::size_t n) {
@@ -109,24 +109,32 @@ std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, s
                          wchar_t* out, std::size_t dst_cap, bool drop_bom) {
   // A zero src_len leaves the input unbounded: only its zero byte ends it.
   if (src_len == 0)
-    return Decode<kFill, kLenient, false>(kernels, p, nullptr, out, out + dst_cap, drop_bom);
-  return Decode<kFill, kLenient, true>(kernels, p, p + src_len, out, out + dst_cap, drop_bom);
+    return Decode<kFill, kLenient, false>(kernels, p, nullptr, out, out + dst_cap, drop_bom, 0, p);
+  // The first kernel call here: a text it settles whole needs nothing more.
+  std::size_t read = 0, count = 0;
+  if (src_len >= kernels.block) {
+    const DecodeStep step =
+        kernels.decode(p, src_len, out, kFill ? dst_cap : 0, drop_bom ? kDecodeStopAtBom : 0);
+    if (step.read == src_len) return step.written;
+    read = step.read;
+    count = step.written;
+  }
+  return Decode<kFill, kLenient, true>(kernels, p + read, p + src_len, kFill ? out + count : out,
+                                       out + dst_cap, drop_bom, count, p + read + kernels.block);
 }
 
-}  // namespace
-
-namespace qor {
-namespace internal {
-
-std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
-                            wchar_t* dst, std::size_t dst_cap, int flags) {
+// utf8_to_wchar; `kernels()` gives the table, fetched only for a text that is not short ASCII.
+template <class Kernels>
+std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wchar_t* dst,
+                       std::size_t dst_cap, int flags) {
   if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
   const auto* p = reinterpret_cast<const unsigned char*>(src);
   // A short ASCII text, each byte its own element in every mode, without a kernel's call or the
-  // loop's per-byte tests. Elements are written up to the capacity, as the loop would.
-  if (src_len >= 8 && src_len <= 64 && ShortAsciiText(p, src_len)) {
+  // loop's per-byte tests. Elements are written up to the capacity, as the loop would. From 64
+  // bytes on, whole blocks of every level, the kernel is quicker.
+  if (src_len >= 8 && src_len < 64 && ShortAsciiText(p, src_len)) {
     if (dst == nullptr) return src_len;
     const std::size_t fill = src_len <= dst_cap ? src_len : dst_cap;
     std::size_t i = 0;
@@ -136,12 +144,28 @@ std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::
     for (; i < fill; ++i) dst[i] = static_cast<wchar_t>(p[i]);
     return src_len <= dst_cap ? src_len : 0;
   }
+  const DecodeKernels& k = kernels();
   if (dst == nullptr) {
-    return lenient ? DecodeOfKind<false, true>(kernels, p, src_len, nullptr, 0, drop_bom)
-                   : DecodeOfKind<false, false>(kernels, p, src_len, nullptr, 0, drop_bom);
+    return lenient ? DecodeOfKind<false, true>(k, p, src_len, nullptr, 0, drop_bom)
+                   : DecodeOfKind<false, false>(k, p, src_len, nullptr, 0, drop_bom);
   }
-  return lenient ? DecodeOfKind<true, true>(kernels, p, src_len, dst, dst_cap, drop_bom)
-                 : DecodeOfKind<true, false>(kernels, p, src_len, dst, dst_cap, drop_bom);
+  return lenient ? DecodeOfKind<true, true>(k, p, src_len, dst, dst_cap, drop_bom)
+                 : DecodeOfKind<true, false>(k, p, src_len, dst, dst_cap, drop_bom);
+}
+
+const DecodeKernels& Best() {
+  return BestDecodeKernels();
+}
+
+}  // namespace
+
+namespace qor {
+namespace internal {
+
+std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags) {
+  return DecodeCall([&kernels]() -> const DecodeKernels& { return kernels; }, src, src_len, dst,
+                    dst_cap, flags);
 }
 
 }  // namespace internal
@@ -149,17 +173,17 @@ std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::
 
 extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
                                      std::size_t dst_cap, int flags) {
-  return Utf8ToWcharWith(BestDecodeKernels(), src, src_len, dst, dst_cap, flags);
+  return DecodeCall(Best, src, src_len, dst, dst_cap, flags);
 }
 
 std::wstring utf8_to_wchar(const std::string& text) {
   // A short text is decoded once, into a buffer with room for one element a byte: what the
-  // filling call would write, so a result of 0 is a failure or an empty text either way.
-  constexpr std::size_t kOnePass = 256;
+  // filling call would write, so a result of 0 is a failure or an empty text either way, and the
+  // result is allocated once at its size.
+  constexpr std::size_t kOnePass = 1024;
   if (text.size() <= kOnePass) {
     wchar_t buffer[kOnePass];
-    const std::size_t written =
-        Utf8ToWcharWith(BestDecodeKernels(), text.data(), text.size(), buffer, kOnePass, 0);
+    const std::size_t written = DecodeCall(Best, text.data(), text.size(), buffer, kOnePass, 0);
     return std::wstring(buffer, written);
   }
   const std::size_t measured = utf8_to_wchar(text.data(), text.size(), nullptr, 0, 0);

@@ -79,7 +79,7 @@ std::size_t Avx2StandardPrefix(const unsigned char* p, std::size_t n, bool& high
 }  // namespace
 
 extern const ValidateKernels kValidateAvx2;
-const ValidateKernels kValidateAvx2 = {Isa::kAvx2, Avx2StandardPrefix};
+const ValidateKernels kValidateAvx2 = {Isa::kAvx2, Avx2StandardPrefix, false};
 
 }  // namespace internal
 }  // namespace qor

@@ -53,24 +53,54 @@ bool Malformed(__m512i v, __m512i before) {
   return avx512::Malformed(v, prev1, prev2, prev3);
 }
 
+// Whether a block ends inside a sequence (a lead in one of the last three places that needs more).
+bool OpenAtEnd(__m512i v) {
+  return _mm512_cmpge_epu8_mask(v, _mm512_load_si512(kOpenFloor.at)) != 0;
+}
+
 std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
+  // Leading ASCII, four blocks a test and then one, up to the last block, without the tables of
+  // the full check.
+  std::size_t i = 0;
+  for (; n - i > 256; i += 256) {
+    const __m512i any = _mm512_or_si512(
+        _mm512_or_si512(_mm512_loadu_si512(p + i), _mm512_loadu_si512(p + i + 64)),
+        _mm512_or_si512(_mm512_loadu_si512(p + i + 128), _mm512_loadu_si512(p + i + 192)));
+    if (_mm512_movepi8_mask(any) != 0) break;
+  }
+  for (; n - i > 64; i += 64) {
+    if (_mm512_movepi8_mask(_mm512_loadu_si512(p + i)) != 0) break;
+  }
+  // The last block, or a text of one block or less: one masked load, which leaves zero bytes after
+  // the text, so a sequence cut short by its end is a fault of the block like any other. ASCII
+  // before it leaves no sequence open.
+  if (n - i <= 64) {
+    const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n - i)), p + i);
+    if (_mm512_movepi8_mask(v) == 0) {
+      high = false;
+      return n;
+    }
+    if (Malformed(v, _mm512_setzero_si512())) return i;
+    if (n - i == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, n);
+    high = true;
+    return n;
+  }
   __m512i before = _mm512_setzero_si512();
   __m512i any = _mm512_setzero_si512();
-  std::size_t i = 0;
   for (;; i += 64) {
     const std::size_t left = n - i;
     // A block short of 64 bytes ends in zero bytes, which a sequence left open cannot take.
     const __m512i v = left >= 64 ? _mm512_loadu_si512(p + i)
                                  : _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(left)), p + i);
     if (_mm512_movepi8_mask(v) == 0) {
-      if (_mm512_cmpge_epu8_mask(before, _mm512_load_si512(kOpenFloor.at)) != 0) break;
+      if (OpenAtEnd(before)) break;
     } else if (Malformed(v, before)) {
       break;
     }
     any = _mm512_or_si512(any, v);
     before = v;
     if (left <= 64) {
-      if (left == 64 && _mm512_cmpge_epu8_mask(v, _mm512_load_si512(kOpenFloor.at)) != 0) {
+      if (left == 64 && OpenAtEnd(v)) {
         i += 64;  // the text ends inside a sequence: the rule finds where
         break;
       }
@@ -84,7 +114,7 @@ std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& hi
 }  // namespace
 
 extern const ValidateKernels kValidateAvx512;
-const ValidateKernels kValidateAvx512 = {Isa::kAvx512, Avx512StandardPrefix};
+const ValidateKernels kValidateAvx512 = {Isa::kAvx512, Avx512StandardPrefix, true};
 
 }  // namespace internal
 }  // namespace qor

@@ -47,7 +47,7 @@ std::size_t WordAscii(const unsigned char* p, std::size_t n) {
   return i;
 }
 
-constexpr ValidateKernels kValidateScalar = {Isa::kScalar, StandardPrefixByRule<WordAscii>};
+constexpr ValidateKernels kValidateScalar = {Isa::kScalar, StandardPrefixByRule<WordAscii>, false};
 
 #if defined(QORSTL_X86_KERNELS) && defined(__x86_64__) && defined(QORSTL_HAVE_SSE2)
 std::size_t Sse2Ascii(const unsigned char* p, std::size_t n) {
@@ -60,7 +60,7 @@ std::size_t Sse2Ascii(const unsigned char* p, std::size_t n) {
 }
 
 // Without a byte shuffle in the baseline, only runs of ASCII go a block at a time.
-constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, StandardPrefixByRule<Sse2Ascii>};
+constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, StandardPrefixByRule<Sse2Ascii>, false};
 #endif
 
 #if defined(QORSTL_NEON_KERNELS)
@@ -77,7 +77,7 @@ std::size_t NeonStandardPrefix(const unsigned char* p, std::size_t n, bool& high
   return n;
 }
 
-const ValidateKernels kValidateNeon = {Isa::kNeon, NeonStandardPrefix};
+const ValidateKernels kValidateNeon = {Isa::kNeon, NeonStandardPrefix, false};
 #endif
 
 }  // namespace
@@ -104,14 +104,10 @@ const ValidateKernels* ValidateKernelsFor(Isa isa) {
   }
 }
 
-const ValidateKernels& BestValidateKernels() {
-  // Resolved once, on first use; read-only after. A level without a table of ours (a new one)
-  // gets the portable table.
-  static const ValidateKernels& best = [] {
-    const ValidateKernels* kernels = ValidateKernelsFor(BestIsa());
-    return kernels != nullptr ? *kernels : kValidateScalar;
-  }();
-  return best;
+const ValidateKernels& PickValidateKernels() {
+  // A level without a table of ours (a new one) gets the portable table.
+  const ValidateKernels* kernels = ValidateKernelsFor(BestIsa());
+  return kernels != nullptr ? *kernels : kValidateScalar;
 }
 
 }  // namespace internal

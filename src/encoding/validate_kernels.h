@@ -21,12 +21,20 @@ struct ValidateKernels {
   // else a place at most one block and three bytes before the first malformed byte. When it
   // returns n, `high` tells whether the text holds a byte of 0x80 or above.
   std::size_t (*standard_prefix)(const unsigned char* p, std::size_t n, bool& high);
+  // Whether standard_prefix reads a text shorter than its block in one masked load, so that it is
+  // also the cheapest check of a short text: callers then skip their word-at-a-time short paths.
+  bool short_texts;
 };
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const ValidateKernels* ValidateKernelsFor(Isa isa);
 // The table of the best level this CPU runs; the portable one when there is none.
-const ValidateKernels& BestValidateKernels();
+const ValidateKernels& PickValidateKernels();
+// The same, picked once on first use and read-only after, read without a call.
+inline const ValidateKernels& BestValidateKernels() {
+  static const ValidateKernels& best = PickValidateKernels();
+  return best;
+}
 
 // Length of the well-formed standard sequence at p (at most 4 bytes, no overlong form, no
 // surrogate, nothing above 0x10FFFF), or 0 when the sequence there is malformed; `left` bytes are
@@ -102,10 +110,11 @@ inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {
 }
 
 // string_utf8_find_invalid and string_is_utf8_string with the kernels of the caller's choice, so
-// that tests run every level through the whole function.
+// that tests run every level through the whole function. A null `decode` stands for the best
+// table, fetched only for a text that is not standard UTF-8.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard);
-bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels& decode,
+bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
                     const unsigned char* p, std::size_t n);
 
 }  // namespace internal

@@ -2,6 +2,7 @@
 // the encoding predicates draw their lines: ASCII when no byte is high, UTF-8 for the 31-bit layout
 // with a high byte. to_utf8 and the predicates meet their models on every kernel level in the
 // kernel tests and over the fuzz seeds; to_utf16 meets its model here on random text.
+#include <algorithm>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -45,6 +46,51 @@ TEST(ToUtf16, MatchesTheRuleOnRandomText) {
       if (rng() % 2 != 0) bytes += edges[rng() % edges.size()];
     }
     EXPECT_EQ(to_utf16(bytes), ModelToUtf16(bytes)) << Hex(bytes);
+  }
+}
+
+// The "utf-8" conversions against the standard rule written out, at every length around the one
+// where a text stops taking a single pass on the stack (1024 bytes or elements), on text of one- to
+// four-byte forms with a fault at its end, or none.
+TEST(StringUtf8ByName, MatchesTheStandardRuleAroundTheOnePassLength) {
+  const auto decode = [](const std::string& s) {
+    std::wstring out;
+    std::uint32_t v = 0;
+    for (std::size_t i = 0, n = 0; i < s.size(); i += n) {
+      if ((n = StandardSequence(s, i, v)) == 0) return kFromBytesError;
+      out += static_cast<wchar_t>(v);
+    }
+    return out;
+  };
+  const auto encode = [](const std::wstring& w) {
+    std::string out;
+    for (wchar_t c : w) {
+      const auto v = static_cast<std::uint32_t>(c);
+      if (Surrogate(v) || v > 0x10FFFF) return kToBytesError;
+      out += v == 0 ? std::string(1, '\0') : Form(v);
+    }
+    return out;
+  };
+  const std::uint32_t values[] = {'a', 0, 0xE9, 0x4E2D, 0x1F600, 0x10FFFF, 'b', 0x7FF, 0xFEFF};
+  std::string bytes;
+  std::wstring wide;
+  for (std::size_t length = 0; length <= 1100; ++length) {
+    if (length <= 80 || length + 40 >= 1024) {
+      for (const std::string& fault : {""s, "\xC3"s, "\xED\xA0\x80"s, "\xF4\x90\x80\x80"s}) {
+        const std::string s = bytes.substr(0, length - std::min(length, fault.size())) + fault;
+        if (s.size() == length) {
+          ASSERT_EQ(string_utf8_to_wstring(s), decode(s)) << Hex(s);
+        }
+      }
+      for (std::uint32_t fault : {0u, 0xD800u, 0x110000u}) {
+        std::wstring w = wide;
+        if (fault != 0 && !w.empty()) w.back() = static_cast<wchar_t>(fault);
+        ASSERT_EQ(string_wstring_to_utf8(w), encode(w)) << Hex(w);
+      }
+    }
+    const std::uint32_t next = values[length % 9];
+    wide += static_cast<wchar_t>(next);
+    bytes += next == 0 ? std::string(1, '\0') : Form(next);
   }
 }
 

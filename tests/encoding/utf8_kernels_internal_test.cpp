@@ -313,6 +313,19 @@ TEST(EncodeKernels, WriteNoPartOfASequenceThatDoesNotFit) {
   CheckEncoding(std::wstring(8, wchar_t(0x4E2D)) + std::wstring(8, wchar_t(0x1F600)));
 }
 
+// Texts shorter than a block, all ASCII but for the last element, which is ASCII too or just
+// outside it (a zero ends the text): narrowed at once or by the rule, up to every capacity.
+TEST(EncodeKernels, MatchTheRulesOnShortTextsUpToEveryCapacity) {
+  for (std::size_t n = 0; n <= 17; ++n) {
+    for (std::uint32_t last : {0x7Fu, 0x01u, 0x80u, 0u, 0xD800u}) {
+      std::wstring in;
+      for (std::size_t i = 0; i + 1 < n; ++i) in += static_cast<wchar_t>(0x20 + i * 7 % 0x60);
+      if (n != 0) in += static_cast<wchar_t>(last);
+      CheckEncoding(in);
+    }
+  }
+}
+
 // Runs of one script (the block paths of ASCII and of two-byte forms included), and of all four
 // lengths, with a bad element at every place.
 TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {

@@ -46,7 +46,7 @@ void CheckText(const std::string& text, std::size_t offset = 0) {
     }
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), true), standard);
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), false), codec);
-    EXPECT_EQ(IsUtf8TextWith(*k, *DecodeKernelsFor(isa), p, text.size()), utf8);
+    EXPECT_EQ(IsUtf8TextWith(*k, DecodeKernelsFor(isa), p, text.size()), utf8);
   }
 }
 
@@ -80,14 +80,17 @@ TEST(ValidateKernels, MatchTheRulesOnShortTextsAtEveryAlignment) {
   }
 }
 
-// Lengths just below, at and above each block width, with a fault at every place, sequences that
-// run across each block edge, and texts cut inside a sequence.
+// Lengths just below, at and above each block width (and past the four-block ASCII test), with a
+// fault at every place, sequences that run across each block edge, and texts cut inside a
+// sequence.
 TEST(ValidateKernels, MatchTheRulesAroundEveryBlockWidth) {
-  for (std::size_t width : {16u, 32u, 64u, 128u}) {
+  for (std::size_t width : {16u, 32u, 64u, 128u, 192u, 320u}) {
     for (std::size_t size = width - 3; size <= width + 3; ++size) {
       for (const std::string& base : {std::string(size, 'x'), MixedText(size)}) {
         CheckText(base);
         for (std::size_t at = 0; at < size; ++at) {
+          // Past two blocks, faults near each 64-byte edge and at every fifth place.
+          if (width > 128 && at % 64 > 3 && at % 64 < 60 && at % 5 != 0) continue;
           for (const std::string& fault : kFaults) {
             std::string text = base;
             CheckText(text.replace(at, std::min(fault.size(), size - at), fault));
