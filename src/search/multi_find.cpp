@@ -126,6 +126,45 @@ struct HashFilter {
 
 }  // namespace
 
+#if defined(QORSTL_X86_KERNELS)
+namespace {
+
+// Longer lists than the AVX2 kernel takes, over texts at least this long, are put through the
+// nibble filter before the hashes; positions marked per call of its kernel.
+constexpr std::size_t kNibbleMinText = 2048;
+constexpr std::size_t kMarkBlocks = 64;
+
+// The buckets hold needles of neighbouring first bytes, in byte order rather than rank: each
+// bucket's nibble sets stay small, and fewer positions pass. The ranks are the hashes' business.
+void BuildNibbleMasks(const Needle* needles, std::size_t count, internal::NibbleMasks& masks) {
+  std::memset(&masks, 0, sizeof masks);
+  std::size_t bytes = 4;
+  for (std::size_t i = 0; i < count; ++i) bytes = std::min(bytes, needles[i].size);
+  masks.bytes = bytes;
+  // The first `bytes` bytes as a big-endian number above the needle's index.
+  std::uint64_t order[kSliceSize];
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint64_t key = 0;
+    for (std::size_t j = 0; j < 4; ++j) key = key << 8 | (j < bytes ? needles[i].bytes[j] : 0);
+    order[i] = key << 32 | i;
+  }
+  std::sort(order, order + count);
+  for (std::size_t k = 0; k < count; ++k) {
+    const Needle& needle = needles[order[k] & 0xFFFFFFFFu];
+    const auto bit = static_cast<unsigned char>(1u << (k * 8 / count));
+    for (std::size_t j = 0; j < bytes; ++j) {
+      const unsigned char c = needle.bytes[j];
+      masks.lo[j][c & 0x0F] |= bit;
+      masks.lo[j][16 + (c & 0x0F)] |= bit;
+      masks.hi[j][c >> 4] |= bit;
+      masks.hi[j][16 + (c >> 4)] |= bit;
+    }
+  }
+}
+
+}  // namespace
+#endif
+
 // The portable one-pass search of needles[0, count) (count <= kMultiSliceSize).
 MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
                                     const Needle* needles, std::size_t count, MultiGoal goal,
@@ -133,12 +172,14 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
   const HashFilter filter(needles, count);
   const bool earliest = goal == MultiGoal::kEarliest;
   const std::size_t end = std::min(limit, size);  // positions searched
+  const std::size_t keyed_end = size >= 4 ? std::min(end, size - 3) : 0;
   MultiHit best = kNoHit;
   std::size_t active = count;  // for kLowestRank, the needles still able to improve on `best`
   std::size_t work = 0;
 
-  // Verifies the chain from `entry` at `pos`; for kEarliest returns true at the first match (the
-  // lowest rank there), for kLowestRank records a better hit and narrows `active`.
+  // Verifies the chain from `entry` at `pos`; for kEarliest stops at the first match (the lowest
+  // rank there) and leaves its entry in best.rank, for kLowestRank records a better hit and
+  // narrows `active`.
   const auto try_chain = [&](std::uint16_t entry, std::size_t pos, std::uint32_t word, bool keyed) {
     for (; entry != kNoNeedle && entry < active; entry = filter.next[entry]) {
       const Needle& needle = needles[entry];
@@ -156,14 +197,9 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
     }
   };
 
-  std::size_t pos = 0;
-  const std::size_t keyed_end = size >= 4 ? std::min(end, size - 3) : 0;
-  for (; pos < end; ++pos) {
-    if (!filter.has_short) {
-      // Only long needles: one bitmap lookup per position until one may start.
-      while (pos < keyed_end && filter.LongChain(Load32(text + pos)) == kNoNeedle) ++pos;
-      if (pos >= keyed_end) break;
-    }
+  // Tries the needles that may start at `pos`, no needle of interest starting before it; true
+  // when the search is over, with its answer in `best`.
+  const auto visit = [&](std::size_t pos) {
     std::uint16_t long_entry = kNoNeedle;
     std::uint32_t word = 0;
     if (pos < keyed_end) {
@@ -172,24 +208,60 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
     }
     const std::uint16_t short_entry = filter.has_short ? filter.short_head[text[pos]] : kNoNeedle;
     // Both chains empty: the common case, one test.
-    if ((long_entry & short_entry) == kNoNeedle) continue;
+    if ((long_entry & short_entry) == kNoNeedle) return false;
     if (internal::OverWorkBudget(work, pos)) {
-      // No needle of interest starts before pos.
-      if (earliest)
-        return internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit);
-      return internal::FinishOneByOne(text, size, pos, needles, active, goal, limit, best);
+      best = earliest
+                 ? internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit)
+                 : internal::FinishOneByOne(text, size, pos, needles, active, goal, limit, best);
+      return true;
     }
     if (earliest) {
       best.rank = kNotFound;
       try_chain(long_entry, pos, word, true);
       try_chain(short_entry, pos, word, false);
-      if (best.rank != kNotFound) return MultiHit{pos, needles[best.rank].rank};
+      if (best.rank != kNotFound) {
+        best = MultiHit{pos, needles[best.rank].rank};
+        return true;
+      }
       best = kNoHit;
-    } else {
-      try_chain(long_entry, pos, word, true);
-      try_chain(short_entry, pos, word, false);
-      if (active == 0) return best;
+      return false;
     }
+    try_chain(long_entry, pos, word, true);
+    try_chain(short_entry, pos, word, false);
+    return active == 0;
+  };
+
+  std::size_t pos = 0;
+#if defined(QORSTL_X86_KERNELS)
+  if (count > internal::kAvx2MaxNeedles && size >= kNibbleMinText &&
+      internal::CpuRuns(internal::Isa::kAvx2)) {
+    // Blocks of 32 positions marked by the nibble filter, then only the marked ones looked up.
+    internal::NibbleMasks masks;
+    BuildNibbleMasks(needles, count, masks);
+    const std::size_t blocks = (size - (masks.bytes - 1)) / 32;
+    std::uint32_t bits[kMarkBlocks];
+    for (std::size_t block = 0; block < blocks && pos < end;) {
+      const std::size_t n = std::min(kMarkBlocks, blocks - block);
+      internal::MarkCandidatesAvx2(masks, text + 32 * block, n, bits);
+      for (std::size_t b = 0; b < n; ++b) {
+        for (std::uint32_t marked = bits[b]; marked != 0; marked &= marked - 1) {
+          const std::size_t at = 32 * (block + b) + static_cast<std::size_t>(__builtin_ctz(marked));
+          if (at >= end) return best;
+          if (visit(at)) return best;
+        }
+      }
+      block += n;
+      pos = 32 * block;
+    }
+  }
+#endif
+  for (; pos < end; ++pos) {
+    if (!filter.has_short) {
+      // Only long needles: one bitmap lookup per position until one may start.
+      while (pos < keyed_end && filter.LongChain(Load32(text + pos)) == kNoNeedle) ++pos;
+      if (pos >= keyed_end) break;
+    }
+    if (visit(pos)) return best;
   }
   return best;
 }

@@ -5,6 +5,7 @@
 #define QORSTL_SRC_SEARCH_MULTI_FIND_H_
 
 #include <cstddef>
+#include <cstdint>
 
 #include "find.h"
 
@@ -49,6 +50,23 @@ constexpr std::size_t kMultiSliceSize = 256;
 // for count <= kMultiSliceSize.
 MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Needle* needles,
                           std::size_t count, MultiGoal goal, std::size_t limit);
+
+// The nibble filter in front of the portable search of a longer list: the needles spread over
+// eight buckets by their first bytes, and for each of the first `bytes` bytes the buckets holding a
+// needle whose byte there has a given low (lo) or high (hi) nibble, the 16 entries repeated for
+// both 128-bit halves of a vector.
+struct NibbleMasks {
+  alignas(32) unsigned char lo[4][32];
+  alignas(32) unsigned char hi[4][32];
+  std::size_t bytes;  // 1 to 4, at most the shortest needle's size
+};
+
+// The AVX2 kernel of the nibble filter: bit i of bits[b] is set when some bucket accepts each of
+// the `bytes` bytes at text[32 b + i], so a clear bit is a position where no needle starts. Reads
+// text[0, 32 * blocks + bytes - 1). Exists only in x86-64 builds with the kernels; call it only
+// when the CPU runs AVX2.
+void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+                        std::uint32_t* bits);
 
 // Lists of at most this many needles are filtered by the AVX2 kernel.
 constexpr std::size_t kAvx2MaxNeedles = 24;

@@ -84,7 +84,44 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
   return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
 }
 
+template <std::size_t kBytes>
+void Mark(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+          std::uint32_t* bits) {
+  __m256i lo[kBytes], hi[kBytes];
+  for (std::size_t j = 0; j < kBytes; ++j) {
+    lo[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(masks.lo[j]));
+    hi[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(masks.hi[j]));
+  }
+  const __m256i nibble = _mm256_set1_epi8(0x0F);
+  const __m256i zero = _mm256_setzero_si256();
+  for (std::size_t b = 0; b < blocks; ++b, text += 32) {
+    __m256i found = zero;
+    for (std::size_t j = 0; j < kBytes; ++j) {
+      const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + j));
+      const __m256i in = _mm256_and_si256(
+          _mm256_shuffle_epi8(lo[j], _mm256_and_si256(v, nibble)),
+          _mm256_shuffle_epi8(hi[j], _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble)));
+      found = j == 0 ? in : _mm256_and_si256(found, in);
+    }
+    bits[b] = ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, zero)));
+  }
+}
+
 }  // namespace
+
+void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+                        std::uint32_t* bits) {
+  switch (masks.bytes) {
+    case 1:
+      return Mark<1>(masks, text, blocks, bits);
+    case 2:
+      return Mark<2>(masks, text, blocks, bits);
+    case 3:
+      return Mark<3>(masks, text, blocks, bits);
+    default:
+      return Mark<4>(masks, text, blocks, bits);
+  }
+}
 
 MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
                        std::size_t count, MultiGoal goal, std::size_t limit) {
