@@ -1,7 +1,8 @@
-// The AVX2 filter for short pattern lists: the patterns are spread over eight buckets, and a table
-// of the nibbles of each pattern's first three bytes tells, 32 text positions at a time, in which
-// buckets some pattern may start there. Only those buckets' patterns are compared. Compiled with
-// the AVX2 flags; called only when the CPU runs AVX2.
+// The AVX2 kernels of the multi-pattern search. For short lists, the patterns are spread over eight
+// buckets, and a table of the nibbles of each pattern's first three bytes tells, 32 text positions
+// at a time, in which buckets some pattern may start there; only those buckets' patterns are
+// compared. For longer lists, the same kind of table only marks the positions the hashes look up.
+// Compiled with the AVX2 flags; reached only through the AVX2 table, when the CPU runs AVX2.
 #include <immintrin.h>
 
 #include <cstdint>
@@ -14,6 +15,10 @@ namespace internal {
 namespace {
 
 constexpr std::size_t kBuckets = 8;
+
+// Lists of at most this many needles are searched by SearchFewAvx2; longer ones by the hashes,
+// behind MarkCandidatesAvx2.
+constexpr std::size_t kAvx2MaxNeedles = 24;
 
 // Per fingerprint byte j: the buckets holding a pattern whose byte j has a given low nibble (lo) or
 // high nibble (hi), the 16 entries repeated in both halves for the per-half byte shuffle.
@@ -107,8 +112,6 @@ void Mark(const NibbleMasks& masks, const unsigned char* text, std::size_t block
   }
 }
 
-}  // namespace
-
 void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
                         std::uint32_t* bits) {
   switch (masks.bytes) {
@@ -154,6 +157,12 @@ MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle
       return Scan<3>(text, size, needles, count, goal, limit, tables, bucket_begin);
   }
 }
+
+}  // namespace
+
+extern const MultiFindKernels kMultiFindAvx2;
+const MultiFindKernels kMultiFindAvx2 = {Isa::kAvx2, kAvx2MaxNeedles, SearchFewAvx2,
+                                         MarkCandidatesAvx2};
 
 }  // namespace internal
 }  // namespace qor
