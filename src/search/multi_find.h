@@ -51,10 +51,11 @@ constexpr std::size_t kMultiSliceSize = 256;
 // eight buckets by their first bytes, and for each of the first `bytes` bytes the buckets holding a
 // needle whose byte there has a given low (lo) or high (hi) nibble, the 16 entries repeated for
 // both 128-bit halves of a vector.
+constexpr std::size_t kNibbleBytes = 6;
 struct NibbleMasks {
-  alignas(32) unsigned char lo[4][32];
-  alignas(32) unsigned char hi[4][32];
-  std::size_t bytes;  // 1 to 4, at most the shortest needle's size
+  alignas(32) unsigned char lo[kNibbleBytes][32];
+  alignas(32) unsigned char hi[kNibbleBytes][32];
+  std::size_t bytes;  // 1 to kNibbleBytes, at most the shortest needle's size
 };
 
 // The kernels of one level. Each one-pass search has the contract of FinishOneByOne with from == 0

@@ -112,6 +112,8 @@ void Mark(const NibbleMasks& masks, const unsigned char* text, std::size_t block
   }
 }
 
+static_assert(kNibbleBytes == 6, "MarkCandidatesAvx2 has a case for every count of bytes");
+
 void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
                         std::uint32_t* bits) {
   switch (masks.bytes) {
@@ -121,8 +123,12 @@ void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std
       return Mark<2>(masks, text, blocks, bits);
     case 3:
       return Mark<3>(masks, text, blocks, bits);
-    default:
+    case 4:
       return Mark<4>(masks, text, blocks, bits);
+    case 5:
+      return Mark<5>(masks, text, blocks, bits);
+    default:
+      return Mark<6>(masks, text, blocks, bits);
   }
 }
 

@@ -125,10 +125,10 @@ constexpr std::size_t kMarkBlocks = 64;
 // bucket's nibble sets stay small, and fewer positions pass. The ranks are the hashes' business.
 void BuildNibbleMasks(const Needle* needles, std::size_t count, internal::NibbleMasks& masks) {
   std::memset(&masks, 0, sizeof masks);
-  std::size_t bytes = 4;
+  std::size_t bytes = internal::kNibbleBytes;
   for (std::size_t i = 0; i < count; ++i) bytes = std::min(bytes, needles[i].size);
   masks.bytes = bytes;
-  // The first `bytes` bytes as a big-endian number above the needle's index.
+  // The first four bytes (at most `bytes`) as a big-endian number above the needle's index.
   std::uint64_t order[kSliceSize];
   for (std::size_t i = 0; i < count; ++i) {
     std::uint64_t key = 0;
