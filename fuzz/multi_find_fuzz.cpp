@@ -1,8 +1,9 @@
 // Compares the multi-pattern searches (string_find_first_one_of, string_seq_find and string_find on
-// a list in every mode) with a naive model written from their rules.
-// Input: byte 0 the number of patterns; byte 1 flags (bit 0: fold every byte onto "ab\0\xC3", so
-// that repeats and overlaps abound; bit 1: repeat the list until it holds more than 300 patterns);
-// then one length byte per pattern (its low five bits), the patterns' bytes, and the text.
+// a list in every mode) with a naive model written from their rules, and the one-pass scans of
+// every level the CPU runs with the plain rule, one pattern at a time. Input: byte 0 the number of
+// patterns; byte 1 flags (bit 0: fold every byte onto "ab\0\xC3", so that repeats and overlaps
+// abound; bit 1: repeat the list until it holds more than 300 patterns); then one length byte per
+// pattern (its low five bits), the patterns' bytes, and the text.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -13,10 +14,41 @@
 #include "fuzz_util.h"
 #include "models/search_model.h"
 #include "qor/qorstl.h"
+#include "search/multi_find.h"
 
 namespace {
 
+namespace qi = qor::internal;
+
 constexpr std::size_t npos = std::string::npos;
+
+// The scans of every level over one slice of the list, for both goals.
+void CheckLevels(const std::string& text, const std::vector<std::string>& patterns) {
+  std::vector<qi::Needle> needles;
+  for (std::size_t i = 0; i < patterns.size() && needles.size() < qi::kMultiSliceSize; ++i) {
+    const std::string& p = patterns[i];
+    if (!p.empty() && p.size() <= text.size())
+      needles.push_back({reinterpret_cast<const unsigned char*>(p.data()), p.size(), i});
+  }
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const std::size_t n = text.size(), count = needles.size();
+  for (qi::MultiGoal goal : {qi::MultiGoal::kLowestRank, qi::MultiGoal::kEarliest}) {
+    const qi::MultiHit want =
+        qi::FinishOneByOne(t, n, 0, needles.data(), count, goal, n, {npos, npos});
+    const auto same = [&](qi::MultiHit got) {
+      return got.pos == want.pos && got.rank == want.rank;
+    };
+    for (qi::Isa isa :
+         {qi::Isa::kScalar, qi::Isa::kSse2, qi::Isa::kAvx2, qi::Isa::kAvx512, qi::Isa::kNeon}) {
+      const qi::MultiFindKernels* kernels = qi::MultiFindKernelsFor(isa);
+      if (kernels == nullptr) continue;
+      if (!same(qi::SearchWithHashes(t, n, needles.data(), count, goal, n, *kernels))) std::abort();
+      if (count >= 2 && count <= kernels->few_max &&
+          !same(kernels->search_few(t, n, needles.data(), count, goal, n)))
+        std::abort();
+    }
+  }
+}
 
 }  // namespace
 
@@ -62,5 +94,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                        : qor::string_find(text, patterns, got_index, mode);
     if (got != pos || got_index != winner) std::abort();
   }
+  CheckLevels(text, patterns);
   return 0;
 }

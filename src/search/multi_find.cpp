@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -15,36 +14,6 @@
 #include "qor/qorstl.h"
 
 namespace qor {
-namespace internal {
-
-MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t from,
-                        const Needle* needles, std::size_t count, MultiGoal goal, std::size_t limit,
-                        MultiHit best) {
-  const char* rest = reinterpret_cast<const char*>(text) + from;
-  for (std::size_t i = 0; i < count; ++i) {
-    const Needle& needle = needles[i];
-    if (goal == MultiGoal::kLowestRank) {
-      if (needle.rank >= best.rank) break;
-      const std::size_t pos =
-          FindFirst(rest, size - from, reinterpret_cast<const char*>(needle.bytes), needle.size);
-      if (pos != kNotFound) return MultiHit{from + pos, needle.rank};
-      continue;
-    }
-    // Only an occurrence that starts before `limit` counts; it lies within limit - 1 + its size.
-    if (limit <= from) break;
-    const std::size_t reach = limit - from - 1 + needle.size;
-    const std::size_t pos = FindFirst(rest, std::min(size - from, reach),
-                                      reinterpret_cast<const char*>(needle.bytes), needle.size);
-    if (pos != kNotFound) {
-      best = MultiHit{from + pos, needle.rank};
-      limit = from + pos;
-    }
-  }
-  return best;
-}
-
-}  // namespace internal
-
 namespace {
 
 using internal::MultiGoal;
@@ -63,139 +32,6 @@ constexpr std::size_t kMaxEarliestPatterns = 0x80000000u;
 // searched in slices of this many, in rank order (one pass over the text per slice).
 constexpr std::size_t kSliceSize = internal::kMultiSliceSize;
 
-// The portable filter. Patterns of four bytes and more are keyed by a 16-bit hash of their first
-// four bytes: a bitmap over all hashes rejects most positions at one lookup, and the top bits of
-// the hash head a chain of needles. Shorter patterns are chained by their first byte. Every chain
-// runs in ascending rank.
-constexpr unsigned kHashBits = 16;
-constexpr unsigned kHeadBits = 12;
-constexpr std::uint16_t kNoNeedle = 0xFFFF;
-
-inline std::uint32_t Load32(const unsigned char* p) {
-  std::uint32_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
-
-inline std::uint32_t Hash4(std::uint32_t word) {
-  return (word * 2654435761u) >> (32 - kHashBits);
-}
-
-inline bool MatchesAt(const unsigned char* text, std::size_t size, std::size_t pos,
-                      const Needle& needle) {
-  return needle.size <= size - pos && std::memcmp(text + pos, needle.bytes, needle.size) == 0;
-}
-
-struct HashFilter {
-  std::uint64_t long_seen[(std::size_t{1} << kHashBits) / 64];
-  std::uint16_t long_head[std::size_t{1} << kHeadBits];
-  std::uint16_t short_head[256];
-  std::uint16_t next[kSliceSize];
-  std::uint32_t key[kSliceSize];
-  bool has_short = false;
-
-  HashFilter(const Needle* needles, std::size_t count) {
-    std::fill(std::begin(long_seen), std::end(long_seen), std::uint64_t{0});
-    std::fill(std::begin(long_head), std::end(long_head), kNoNeedle);
-    std::fill(std::begin(short_head), std::end(short_head), kNoNeedle);
-    // Pushed from the last needle to the first, so that every chain runs in ascending rank.
-    for (std::size_t i = count; i-- > 0;) {
-      const Needle& needle = needles[i];
-      std::uint16_t* head;
-      if (needle.size >= 4) {
-        key[i] = Load32(needle.bytes);
-        const std::uint32_t hash = Hash4(key[i]);
-        long_seen[hash / 64] |= std::uint64_t{1} << (hash % 64);
-        head = &long_head[hash >> (kHashBits - kHeadBits)];
-      } else {
-        head = &short_head[needle.bytes[0]];
-        has_short = true;
-      }
-      next[i] = *head;
-      *head = static_cast<std::uint16_t>(i);
-    }
-  }
-
-  // The chain of long needles that may start with `word`, or kNoNeedle.
-  std::uint16_t LongChain(std::uint32_t word) const {
-    const std::uint32_t hash = Hash4(word);
-    if (((long_seen[hash / 64] >> (hash % 64)) & 1) == 0) return kNoNeedle;
-    return long_head[hash >> (kHashBits - kHeadBits)];
-  }
-};
-
-}  // namespace
-
-// The portable one-pass search of needles[0, count) (count <= kMultiSliceSize).
-MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
-                                    const Needle* needles, std::size_t count, MultiGoal goal,
-                                    std::size_t limit) {
-  const HashFilter filter(needles, count);
-  const bool earliest = goal == MultiGoal::kEarliest;
-  const std::size_t end = std::min(limit, size);  // positions searched
-  MultiHit best = kNoHit;
-  std::size_t active = count;  // for kLowestRank, the needles still able to improve on `best`
-  std::size_t work = 0;
-
-  // Verifies the chain from `entry` at `pos`; for kEarliest returns true at the first match (the
-  // lowest rank there), for kLowestRank records a better hit and narrows `active`.
-  const auto try_chain = [&](std::uint16_t entry, std::size_t pos, std::uint32_t word, bool keyed) {
-    for (; entry != kNoNeedle && entry < active; entry = filter.next[entry]) {
-      const Needle& needle = needles[entry];
-      work += internal::kCandidateCost;
-      if (keyed && filter.key[entry] != word) continue;
-      work += needle.size;
-      if (!MatchesAt(text, size, pos, needle)) continue;
-      if (earliest) {
-        if (entry < best.rank) best = MultiHit{pos, entry};
-        return;
-      }
-      best = MultiHit{pos, needle.rank};
-      active = entry;
-      return;
-    }
-  };
-
-  std::size_t pos = 0;
-  const std::size_t keyed_end = size >= 4 ? std::min(end, size - 3) : 0;
-  for (; pos < end; ++pos) {
-    if (!filter.has_short) {
-      // Only long needles: one bitmap lookup per position until one may start.
-      while (pos < keyed_end && filter.LongChain(Load32(text + pos)) == kNoNeedle) ++pos;
-      if (pos >= keyed_end) break;
-    }
-    std::uint16_t long_entry = kNoNeedle;
-    std::uint32_t word = 0;
-    if (pos < keyed_end) {
-      word = Load32(text + pos);
-      long_entry = filter.LongChain(word);
-    }
-    const std::uint16_t short_entry = filter.has_short ? filter.short_head[text[pos]] : kNoNeedle;
-    // Both chains empty: the common case, one test.
-    if ((long_entry & short_entry) == kNoNeedle) continue;
-    if (internal::OverWorkBudget(work, pos)) {
-      // No needle of interest starts before pos.
-      if (earliest)
-        return internal::FinishOneByOne(text, size, pos, needles, count, goal, limit, kNoHit);
-      return internal::FinishOneByOne(text, size, pos, needles, active, goal, limit, best);
-    }
-    if (earliest) {
-      best.rank = kNotFound;
-      try_chain(long_entry, pos, word, true);
-      try_chain(short_entry, pos, word, false);
-      if (best.rank != kNotFound) return MultiHit{pos, needles[best.rank].rank};
-      best = kNoHit;
-    } else {
-      try_chain(long_entry, pos, word, true);
-      try_chain(short_entry, pos, word, false);
-      if (active == 0) return best;
-    }
-  }
-  return best;
-}
-
-namespace {
-
 // Texts shorter than this are searched one pattern at a time: building the filter and ordering the
 // list cost more than reading a short text once per pattern.
 constexpr std::size_t kFilterMinText = 256;
@@ -207,12 +43,9 @@ MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* 
   if (count == 1) {
     return internal::FinishOneByOne(text, size, 0, needles, count, goal, limit, kNoHit);
   }
-#if defined(QORSTL_X86_KERNELS)
-  if (count <= internal::kAvx2MaxNeedles && internal::CpuRuns(internal::Isa::kAvx2)) {
-    return internal::SearchFewAvx2(text, size, needles, count, goal, limit);
-  }
-#endif
-  return internal::SearchWithHashes(text, size, needles, count, goal, limit);
+  const internal::MultiFindKernels& kernels = internal::BestMultiFindKernels();
+  if (count <= kernels.few_max) return kernels.search_few(text, size, needles, count, goal, limit);
+  return internal::SearchWithHashes(text, size, needles, count, goal, limit, kernels);
 }
 
 // The winner among entry(0), entry(1), ... entry(count - 1), ranked in that order, for `goal`.

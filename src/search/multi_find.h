@@ -1,11 +1,13 @@
-// The one-pass search for many patterns, shared by the portable code and the AVX2 kernel. Plain
-// pointers only, so that the kernel unit, compiled for another instruction set, instantiates no
+// The one-pass search for many patterns, shared by the portable code and the kernels of each level.
+// Plain pointers only, so that a kernel unit, compiled for another instruction set, instantiates no
 // template the rest of the library also uses. Private to the library.
 #ifndef QORSTL_SRC_SEARCH_MULTI_FIND_H_
 #define QORSTL_SRC_SEARCH_MULTI_FIND_H_
 
 #include <cstddef>
+#include <cstdint>
 
+#include "cpu_features.h"
 #include "find.h"
 
 namespace qor {
@@ -45,18 +47,43 @@ MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t
 // Needles searched in one pass; a longer list is searched in slices of this many.
 constexpr std::size_t kMultiSliceSize = 256;
 
-// The portable one-pass search: same contract as FinishOneByOne with from == 0 and no hit so far,
-// for count <= kMultiSliceSize.
+// The nibble filter in front of the hashed search of a longer list: the needles spread over
+// eight buckets by their first bytes, and for each of the first `bytes` bytes the buckets holding a
+// needle whose byte there has a given low (lo) or high (hi) nibble, the 16 entries repeated for
+// both 128-bit halves of a vector.
+constexpr std::size_t kNibbleBytes = 6;
+struct NibbleMasks {
+  alignas(32) unsigned char lo[kNibbleBytes][32];
+  alignas(32) unsigned char hi[kNibbleBytes][32];
+  std::size_t bytes;  // 1 to kNibbleBytes, at most the shortest needle's size
+};
+
+// The kernels of one level. Each one-pass search has the contract of FinishOneByOne with from == 0
+// and no hit so far.
+struct MultiFindKernels {
+  Isa isa;
+  // Lists of 2 to few_max needles are searched by search_few (none when few_max is 0).
+  std::size_t few_max;
+  MultiHit (*search_few)(const unsigned char* text, std::size_t size, const Needle* needles,
+                         std::size_t count, MultiGoal goal, std::size_t limit);
+  // The nibble filter, or null: bit i of bits[b] is set when some bucket accepts each of the
+  // `bytes` bytes at text[32 b + i], so a clear bit is a position where no needle starts. Reads
+  // text[0, 32 * blocks + bytes - 1).
+  void (*mark_candidates)(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+                          std::uint32_t* bits);
+};
+
+// The table of `isa`, or null when this build or this CPU lacks that level; a level without
+// kernels of its own gets the nearest lower one's.
+const MultiFindKernels* MultiFindKernelsFor(Isa isa);
+// The table of the best level this CPU runs.
+const MultiFindKernels& BestMultiFindKernels();
+
+// The hashed one-pass search, for count <= kMultiSliceSize, with the nibble filter of `kernels`
+// in front where it has one and the text is long enough to repay building it.
 MultiHit SearchWithHashes(const unsigned char* text, std::size_t size, const Needle* needles,
-                          std::size_t count, MultiGoal goal, std::size_t limit);
-
-// Lists of at most this many needles are filtered by the AVX2 kernel.
-constexpr std::size_t kAvx2MaxNeedles = 24;
-
-// The AVX2 kernel: same contract as FinishOneByOne with from == 0 and no hit so far. Exists only in
-// x86-64 builds with the kernels (QORSTL_X86_KERNELS); call it only when the CPU runs AVX2.
-MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
-                       std::size_t count, MultiGoal goal, std::size_t limit);
+                          std::size_t count, MultiGoal goal, std::size_t limit,
+                          const MultiFindKernels& kernels);
 
 }  // namespace internal
 }  // namespace qor

@@ -1,7 +1,8 @@
-// The AVX2 filter for short pattern lists: the patterns are spread over eight buckets, and a table
-// of the nibbles of each pattern's first three bytes tells, 32 text positions at a time, in which
-// buckets some pattern may start there. Only those buckets' patterns are compared. Compiled with
-// the AVX2 flags; called only when the CPU runs AVX2.
+// The AVX2 kernels of the multi-pattern search. For short lists, the patterns are spread over eight
+// buckets, and a table of the nibbles of each pattern's first three bytes tells, 32 text positions
+// at a time, in which buckets some pattern may start there; only those buckets' patterns are
+// compared. For longer lists, the same kind of table only marks the positions the hashes look up.
+// Compiled with the AVX2 flags; reached only through the AVX2 table, when the CPU runs AVX2.
 #include <immintrin.h>
 
 #include <cstdint>
@@ -14,6 +15,10 @@ namespace internal {
 namespace {
 
 constexpr std::size_t kBuckets = 8;
+
+// Lists of at most this many needles are searched by SearchFewAvx2; longer ones by the hashes,
+// behind MarkCandidatesAvx2.
+constexpr std::size_t kAvx2MaxNeedles = 24;
 
 // Per fingerprint byte j: the buckets holding a pattern whose byte j has a given low nibble (lo) or
 // high nibble (hi), the 16 entries repeated in both halves for the per-half byte shuffle.
@@ -84,7 +89,48 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
   return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
 }
 
-}  // namespace
+template <std::size_t kBytes>
+void Mark(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+          std::uint32_t* bits) {
+  __m256i lo[kBytes], hi[kBytes];
+  for (std::size_t j = 0; j < kBytes; ++j) {
+    lo[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(masks.lo[j]));
+    hi[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(masks.hi[j]));
+  }
+  const __m256i nibble = _mm256_set1_epi8(0x0F);
+  const __m256i zero = _mm256_setzero_si256();
+  for (std::size_t b = 0; b < blocks; ++b, text += 32) {
+    __m256i found = zero;
+    for (std::size_t j = 0; j < kBytes; ++j) {
+      const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + j));
+      const __m256i in = _mm256_and_si256(
+          _mm256_shuffle_epi8(lo[j], _mm256_and_si256(v, nibble)),
+          _mm256_shuffle_epi8(hi[j], _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble)));
+      found = j == 0 ? in : _mm256_and_si256(found, in);
+    }
+    bits[b] = ~static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(found, zero)));
+  }
+}
+
+static_assert(kNibbleBytes == 6, "MarkCandidatesAvx2 has a case for every count of bytes");
+
+void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
+                        std::uint32_t* bits) {
+  switch (masks.bytes) {
+    case 1:
+      return Mark<1>(masks, text, blocks, bits);
+    case 2:
+      return Mark<2>(masks, text, blocks, bits);
+    case 3:
+      return Mark<3>(masks, text, blocks, bits);
+    case 4:
+      return Mark<4>(masks, text, blocks, bits);
+    case 5:
+      return Mark<5>(masks, text, blocks, bits);
+    default:
+      return Mark<6>(masks, text, blocks, bits);
+  }
+}
 
 MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
                        std::size_t count, MultiGoal goal, std::size_t limit) {
@@ -117,6 +163,12 @@ MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle
       return Scan<3>(text, size, needles, count, goal, limit, tables, bucket_begin);
   }
 }
+
+}  // namespace
+
+extern const MultiFindKernels kMultiFindAvx2;
+const MultiFindKernels kMultiFindAvx2 = {Isa::kAvx2, kAvx2MaxNeedles, SearchFewAvx2,
+                                         MarkCandidatesAvx2};
 
 }  // namespace internal
 }  // namespace qor
