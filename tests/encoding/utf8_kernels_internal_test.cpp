@@ -186,6 +186,31 @@ TEST(DecodeKernels, MatchTheRulesOnShortTextsWithAnOddByteAtEveryPlace) {
   }
 }
 
+// Well-formed texts of one mix of sequence lengths, after 0..15 ASCII bytes, cut at every length
+// up to past a block of 64 and the 16 bytes read beyond it: the kernels' steps, and the blocks
+// they stop in, end inside a sequence and at every place. A sequence cut short at the end too.
+TEST(DecodeKernels, MatchTheRulesOnEveryLengthAndAlignmentOfPlainText) {
+  const std::string units[] = {
+      "\xC3\xA9",                                // two bytes
+      "\xE4\xB8\xAD",                            // three
+      "\xF0\x9F\x98\x80",                        // four
+      "a\xE4\xB8\xAD",                           // one and three
+      "ab\xD0\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80",  // all four
+      "\xEF\xBC\x8C\xD0\xB6xyz\xD0\xB6",         // full-width comma, Cyrillic, ASCII
+      "0123456789abcdefghij\xE4\xB8\xAD",        // ASCII runs of 16 and more
+  };
+  for (const std::string& unit : units) {
+    std::string text;
+    while (text.size() < 100) text += unit;
+    for (std::size_t skew = 0; skew < 16; ++skew) {
+      const std::string base = std::string(skew, '.') + text;
+      for (std::size_t size = 14; size <= 100; ++size) {
+        CheckDecoding(base.substr(0, size), size % 16 <= 1 || size % 16 >= 14, 4);
+      }
+    }
+  }
+}
+
 // Random elements: runs of one script with other values mixed in at a random rate.
 std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
   const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0x1F300};  // 127 values from each
