@@ -213,12 +213,13 @@ TEST(DecodeKernels, MatchTheRulesOnEveryLengthAndAlignmentOfPlainText) {
 
 // Random elements: runs of one script with other values mixed in at a random rate.
 std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
-  const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0x1F300};  // 127 values from each
+  // 127 values from each; FF00 holds the full-width forms that CJK text mixes in.
+  const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0xFF00, 0x1F300};
   const std::uint32_t others[] = {0,        0x7F,       0x80,       0x7FF,     0x800,   0xD800,
                                   0xDBFF,   0xDFFF,     0xFEFF,     0xFFFF,    0x10000, 0x10FFFF,
                                   0x110000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
   // Two scripts, the second one element in `mixed_one_in` (never when 0), as text mixes them.
-  const std::uint32_t script[] = {scripts[rng() % 5], scripts[rng() % 5]};
+  const std::uint32_t script[] = {scripts[rng() % 6], scripts[rng() % 6]};
   const unsigned mixed_one_in = std::vector<unsigned>{0, 2, 9}[rng() % 3];
   const unsigned bad_one_in = std::vector<unsigned>{0, 200, 20, 3}[rng() % 4];
   std::wstring s(rng() % (max_size + 1), L'\0');
@@ -341,7 +342,7 @@ TEST(EncodeKernels, WriteNoPartOfASequenceThatDoesNotFit) {
 // Runs of one script (the block paths of ASCII and of two-byte forms included), and of all four
 // lengths, with a bad element at every place.
 TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
-  for (std::uint32_t first : {0x41u, 0x430u, 0x4E00u, 0x1F600u, 0u}) {
+  for (std::uint32_t first : {0x41u, 0x430u, 0x4E00u, 0xFF01u, 0x1F600u, 0u}) {
     std::wstring base(100, L'\0');
     for (std::size_t i = 0; i < base.size(); ++i) {
       base[i] = first != 0 ? wchar_t(first + i % 26)
