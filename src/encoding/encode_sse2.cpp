@@ -188,26 +188,6 @@ inline __m128i ThreeByteForms(__m128i v) {
                                    _mm_set1_epi32(0x8080E0)));
 }
 
-// For the four lanes of a vector laid out as EightBmpToUtf8 leaves them, indexed by the lanes
-// above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle that takes each lane's form
-// (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the bytes it keeps.
-struct BmpPackTable {
-  alignas(16) unsigned char shuffle[256][16];
-  unsigned char length[256];
-  constexpr BmpPackTable() : shuffle(), length() {
-    for (unsigned index = 0; index < 256; ++index) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
-        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
-        for (unsigned b = first; b < 3 + (extra == 0); ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
-      }
-      length[index] = static_cast<unsigned char>(pos);
-      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
-    }
-  }
-};
 constexpr BmpPackTable kBmpPack;
 
 // The eight plain units (all below 10000) to their one- to three-byte forms at out; returns the
@@ -219,6 +199,11 @@ inline std::size_t EightBmpToUtf8(__m128i u, unsigned char* out) {
   const __m128i ordered = _mm_xor_si128(u, _mm_set1_epi16(static_cast<short>(0x8000)));
   const __m128i multi = _mm_cmpgt_epi16(ordered, _mm_set1_epi16(static_cast<short>(0x807F)));
   const __m128i three = _mm_cmpgt_epi16(ordered, _mm_set1_epi16(static_cast<short>(0x87FF)));
+  const auto m = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(multi, three)));
+  if (m == 0) {  // eight ASCII elements, as CJK text mixes them in
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(u, u));
+    return 8;
+  }
   const __m128i lead_and_middle =
       _mm_or_si128(_mm_or_si128(_mm_srli_epi16(u, 12),
                                 _mm_and_si128(_mm_slli_epi16(u, 2), _mm_set1_epi16(0x3F00))),
@@ -227,7 +212,6 @@ inline std::size_t EightBmpToUtf8(__m128i u, unsigned char* out) {
   const __m128i last_and_unit =
       _mm_or_si128(_mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80)),
                    _mm_slli_epi16(u, 8));
-  const auto m = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(multi, three)));
   const unsigned low = (m & 0x0F) | ((m >> 4) & 0xF0);
   const unsigned high = ((m >> 4) & 0x0F) | ((m >> 8) & 0xF0);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
