@@ -297,7 +297,7 @@ inline unsigned Settle16(const unsigned char* p, wchar_t* out, std::size_t& w, s
   const unsigned end = BlockEnd(p, starts, 16);
   const unsigned ends = starts >> 1 | 0x8000;
   unsigned pos = 0;
-  while (true) {
+  while (pos < end) {
     const unsigned step = kSteps.by_ends[(ends >> pos) & 0xFFF];
     const unsigned bytes = step & 0xFF, pattern = step >> 8;
     if (pos + bytes > end || room - w < StepElements(pattern)) break;
@@ -352,7 +352,7 @@ inline unsigned Settle64(const unsigned char* p, wchar_t* out, std::size_t& w, s
   const unsigned end = BlockEnd(p, starts, 64);
   const std::uint64_t ends = starts >> 1 | std::uint64_t{1} << 63;
   unsigned pos = 0;
-  while (true) {
+  while (pos < end) {
     if (((high >> pos) & 0xFFFF) == 0 && pos + 16 <= end && room - w >= 16) {
       if (out != nullptr)
         WidenAscii(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + pos)), out + w);
