@@ -148,6 +148,28 @@ struct PackTable {
   }
 };
 
+// For the four 32-bit lanes of 16 bytes, each holding an element below 0x10000 as its three-byte
+// form (the two-byte lead in the middle byte where the element is below 800) and the element in
+// byte 3, indexed by the lanes above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle
+// that takes each lane's form (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the
+// bytes it keeps. Shared by the 128-bit and AVX2 encoders.
+struct BmpPackTable {
+  alignas(16) unsigned char shuffle[256][16];
+  unsigned char length[256];
+  constexpr BmpPackTable() : shuffle(), length() {
+    for (unsigned index = 0; index < 256; ++index) {
+      unsigned pos = 0;
+      for (unsigned lane = 0; lane < 4; ++lane) {
+        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
+        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
+        for (unsigned b = first; b < 3 + (extra == 0); ++b)
+          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
+      }
+      length[index] = static_cast<unsigned char>(pos);
+      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
+    }
+  }
+};
 }  // namespace internal
 }  // namespace qor
 

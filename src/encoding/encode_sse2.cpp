@@ -1,8 +1,9 @@
 // UTF-8 encoding kernels for the 128-bit level (SSE2 and the byte shuffles of SSSE3): sixteen
 // elements a block, sorted by their largest value. ASCII blocks are narrowed, blocks below 800 take
-// their one- and two-byte forms from 16-bit lanes, blocks of 800..FFFF their three-byte forms by a
-// fixed shuffle; any other block is widened to one to four bytes per 32-bit lane and each vector's
-// bytes packed by a shuffle chosen from its four lengths. Lengths four elements at a time.
+// their one- and two-byte forms from 16-bit lanes, other blocks below 10000 their one to three
+// bytes from 32-bit lanes built from 16-bit units eight at a time; any other block is widened to
+// one to four bytes per 32-bit lane. Each vector's bytes are packed by a shuffle chosen from its
+// four lengths. Lengths four elements at a time.
 #include "encoding/encode_kernels.h"
 
 #if defined(__x86_64__)
@@ -95,7 +96,7 @@ inline __m128i Table(const unsigned char* row) {
 }
 
 struct RuleVectors {
-  __m128i one, flip, max, low, top21, tag, excluded;
+  __m128i one, flip, max, low, top21, tag, excluded, tag16, excluded16;
   explicit RuleVectors(const PlainRule& rule)
       : one(_mm_set1_epi32(1)),
         flip(_mm_set1_epi32(INT32_MIN)),
@@ -103,7 +104,11 @@ struct RuleVectors {
         low(_mm_set1_epi32(static_cast<int>(0xD7FFu ^ 0x80000000u))),
         top21(_mm_set1_epi32(static_cast<int>(0xFFFFF800u))),
         tag(_mm_set1_epi32(static_cast<int>(rule.surrogate_tag))),
-        excluded(_mm_set1_epi32(static_cast<int>(rule.excluded))) {}
+        excluded(_mm_set1_epi32(static_cast<int>(rule.excluded))),
+        // For 16-bit units: kNoTag becomes 1, which no unit masked with F800 equals. The
+        // excluded value is 0 or FEFF, a unit either way.
+        tag16(_mm_set1_epi16(static_cast<short>(rule.surrogate_tag & 0xFFFF))),
+        excluded16(_mm_set1_epi16(static_cast<short>(rule.excluded & 0xFFFF))) {}
   // All-ones in the lanes of v that hold 1..D7FF (plain under every rule): an unsigned comparison
   // of the value less one, made signed by flipping the top bits.
   __m128i Low(__m128i v) const {
@@ -118,6 +123,13 @@ struct RuleVectors {
   }
 };
 
+// Eight elements, all below 0x10000, as 16-bit units.
+inline __m128i Units(__m128i a, __m128i b) {
+  const __m128i low_halves =
+      _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
+  return _mm_unpacklo_epi64(_mm_shuffle_epi8(a, low_halves), _mm_shuffle_epi8(b, low_halves));
+}
+
 // Sixteen elements and the bits any of them has set.
 struct Block {
   __m128i v[4];
@@ -129,22 +141,24 @@ struct Block {
     const __m128i high = _mm_and_si128(any, _mm_set1_epi32(~(limit - 1)));
     return _mm_movemask_epi8(_mm_cmpeq_epi32(high, _mm_setzero_si128())) == 0xFFFF;
   }
-  // Every element plain. Most text needs only the first test.
+  // Every element plain. Most text needs only the first test; below 0x10000 only zero, the
+  // surrogates and the excluded value are not plain, which 16-bit units tell eight at a time.
   bool Plain(const RuleVectors& r) const {
     const __m128i low = _mm_and_si128(_mm_and_si128(r.Low(v[0]), r.Low(v[1])),
                                       _mm_and_si128(r.Low(v[2]), r.Low(v[3])));
     if (_mm_movemask_epi8(low) == 0xFFFF) return true;
+    if (Below(0x10000)) {
+      const auto refused = [&r](__m128i u) {
+        return _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi16(u, _mm_setzero_si128()), _mm_cmpeq_epi16(u, r.excluded16)),
+            _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), r.tag16));
+      };
+      return _mm_movemask_epi8(
+                 _mm_or_si128(refused(Units(v[0], v[1])), refused(Units(v[2], v[3])))) == 0;
+    }
     const __m128i plain = _mm_and_si128(_mm_and_si128(r.Plain(v[0]), r.Plain(v[1])),
                                         _mm_and_si128(r.Plain(v[2]), r.Plain(v[3])));
     return _mm_movemask_epi8(plain) == 0xFFFF;
-  }
-  // Every element at least 800 (given all are plain, so none is negative).
-  bool NoneBelow800() const {
-    const __m128i limit = _mm_set1_epi32(0x800);
-    const __m128i below =
-        _mm_or_si128(_mm_or_si128(_mm_cmpgt_epi32(limit, v[0]), _mm_cmpgt_epi32(limit, v[1])),
-                     _mm_or_si128(_mm_cmpgt_epi32(limit, v[2]), _mm_cmpgt_epi32(limit, v[3])));
-    return _mm_movemask_epi8(below) == 0;
   }
 };
 
@@ -174,54 +188,39 @@ inline __m128i ThreeByteForms(__m128i v) {
                                    _mm_set1_epi32(0x8080E0)));
 }
 
-// The four elements in v (all 800..FFFF, plain) to their three-byte forms at out: 12 bytes, and
-// 4 bytes past them overwritten.
-inline void FourThreeByteToUtf8(__m128i v, unsigned char* out) {
-  const __m128i packed = _mm_shuffle_epi8(
-      ThreeByteForms(v), _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), packed);
-}
-
-// For the four lanes of a vector laid out as FourBmpToUtf8 leaves them, indexed by the lanes
-// above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle that takes each lane's form
-// (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the bytes it keeps.
-struct BmpPackTable {
-  alignas(16) unsigned char shuffle[256][16];
-  unsigned char length[256];
-  constexpr BmpPackTable() : shuffle(), length() {
-    for (unsigned index = 0; index < 256; ++index) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
-        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
-        for (unsigned b = first; b < 3 + (extra == 0); ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
-      }
-      length[index] = static_cast<unsigned char>(pos);
-      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
-    }
-  }
-};
 constexpr BmpPackTable kBmpPack;
 
-// The four plain elements in v (all below 10000) to their one- to three-byte forms at out; returns
-// the bytes. Each lane holds the three-byte form, whose middle byte is the two-byte lead where the
-// element is below 800, and the element itself in byte 3; the shuffle takes what the length needs.
-// Stores 16 bytes, so up to 12 bytes past the result are overwritten.
-inline std::size_t FourBmpToUtf8(__m128i v, unsigned char* out) {
-  const __m128i multi = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7F));
-  const __m128i three = _mm_cmpgt_epi32(v, _mm_set1_epi32(0x7FF));
-  const __m128i marks =
-      _mm_or_si128(_mm_set1_epi32(0x8080E0), _mm_andnot_si128(three, _mm_set1_epi32(0x4000)));
-  const __m128i lanes =
-      _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_slli_epi32(v, 24)), marks),
-                   _mm_or_si128(_mm_and_si128(_mm_slli_epi32(v, 2), _mm_set1_epi32(0x3F00)),
-                                _mm_and_si128(_mm_slli_epi32(v, 16), _mm_set1_epi32(0x3F0000))));
-  const auto index = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(multi)) |
-                                           _mm_movemask_ps(_mm_castsi128_ps(three)) << 4);
+// The eight plain units (all below 10000) to their one- to three-byte forms at out; returns the
+// bytes. Each unit gets a 32-bit lane holding its three-byte form, whose middle byte is the
+// two-byte lead where the unit is below 800, and the unit itself in byte 3: built as two 16-bit
+// halves, eight units an instruction; the shuffle takes what the length needs. Stores 16 bytes a
+// half, so up to 12 bytes past the result are overwritten.
+inline std::size_t EightBmpToUtf8(__m128i u, unsigned char* out) {
+  const __m128i ordered = _mm_xor_si128(u, _mm_set1_epi16(static_cast<short>(0x8000)));
+  const __m128i multi = _mm_cmpgt_epi16(ordered, _mm_set1_epi16(static_cast<short>(0x807F)));
+  const __m128i three = _mm_cmpgt_epi16(ordered, _mm_set1_epi16(static_cast<short>(0x87FF)));
+  const auto m = static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(multi, three)));
+  if (m == 0) {  // eight ASCII elements, as CJK text mixes them in
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(u, u));
+    return 8;
+  }
+  const __m128i lead_and_middle =
+      _mm_or_si128(_mm_or_si128(_mm_srli_epi16(u, 12),
+                                _mm_and_si128(_mm_slli_epi16(u, 2), _mm_set1_epi16(0x3F00))),
+                   _mm_or_si128(_mm_set1_epi16(static_cast<short>(0x80E0)),
+                                _mm_andnot_si128(three, _mm_set1_epi16(0x4000))));
+  const __m128i last_and_unit =
+      _mm_or_si128(_mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80)),
+                   _mm_slli_epi16(u, 8));
+  const unsigned low = (m & 0x0F) | ((m >> 4) & 0xF0);
+  const unsigned high = ((m >> 4) & 0x0F) | ((m >> 8) & 0xF0);
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                   _mm_shuffle_epi8(lanes, Table(kBmpPack.shuffle[index])));
-  return kBmpPack.length[index];
+                   _mm_shuffle_epi8(_mm_unpacklo_epi16(lead_and_middle, last_and_unit),
+                                    Table(kBmpPack.shuffle[low])));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + kBmpPack.length[low]),
+                   _mm_shuffle_epi8(_mm_unpackhi_epi16(lead_and_middle, last_and_unit),
+                                    Table(kBmpPack.shuffle[high])));
+  return std::size_t{kBmpPack.length[low]} + kBmpPack.length[high];
 }
 
 // The four plain elements in v to their one- to four-byte forms at out; returns the bytes. Stores
@@ -257,15 +256,11 @@ inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
     const std::size_t len = EightShortToUtf8(v[0], v[1], out);
     return len + EightShortToUtf8(v[2], v[3], out + len);
   }
-  std::size_t len = 0;
   if (block.Below(0x10000)) {
-    if (block.NoneBelow800()) {
-      for (int k = 0; k < 4; ++k) FourThreeByteToUtf8(v[k], out + 12 * k);
-      return 48;
-    }
-    for (int k = 0; k < 4; ++k) len += FourBmpToUtf8(v[k], out + len);
-    return len;
+    const std::size_t len = EightBmpToUtf8(Units(v[0], v[1]), out);
+    return len + EightBmpToUtf8(Units(v[2], v[3]), out + len);
   }
+  std::size_t len = 0;
   for (int k = 0; k < 4; ++k) len += FourToUtf8(v[k], out + len);
   return len;
 }
@@ -298,22 +293,26 @@ std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std:
   // (at most 12) is covered by the at least 16 bytes of the next block, which the scalar rule
   // writes if the loop stops. The room for 3 more bytes lets the sequence that covers the stores'
   // last byte fit too, so no garbage stays behind a sequence that does not fit.
-  bool known = false;  // the block at i is known plain
-  while (n - i >= 16 && room - w >= 64 + 3) {
-    const std::size_t run = AsciiBlocks(p + i, n - i, out + w, room - w);
-    if (run != 0) {
-      i += run;
-      w += run;
-      known = false;
-      if (room - w < 64 + 3) break;
+  if (n >= 16) {
+    Block block(p);
+    bool known = block.Plain(r);  // the block at i is plain and loaded in `block`
+    while (known && room - w >= 64 + 3) {
+      if (block.Below(0x80)) {
+        const std::size_t run = AsciiBlocks(p + i, n - i, out + w, room - w);  // 16 at least
+        i += run;
+        w += run;
+        if (n - i < 16) break;
+        block = Block(p + i);
+        known = block.Plain(r);
+        continue;
+      }
+      if (n - i < 32) break;
+      const Block next(p + i + 16);
+      if (!next.Plain(r)) break;
+      w += SixteenToUtf8(block, out + w);
+      i += 16;
+      block = next;
     }
-    if (n - i < 32) break;
-    const Block block(p + i);
-    if (!known && !block.Plain(r)) break;
-    if (!Block(p + i + 16).Plain(r)) break;
-    w += SixteenToUtf8(block, out + w);
-    i += 16;
-    known = true;
   }
   std::size_t tail = 0;
   i += EncodePlainScalar(p + i, n - i, out + w, room - w, rule, tail);

@@ -186,14 +186,40 @@ TEST(DecodeKernels, MatchTheRulesOnShortTextsWithAnOddByteAtEveryPlace) {
   }
 }
 
+// Well-formed texts of one mix of sequence lengths, after 0..15 ASCII bytes, cut at every length
+// up to past a block of 64 and the 16 bytes read beyond it: the kernels' steps, and the blocks
+// they stop in, end inside a sequence and at every place. A sequence cut short at the end too.
+TEST(DecodeKernels, MatchTheRulesOnEveryLengthAndAlignmentOfPlainText) {
+  const std::string units[] = {
+      "\xC3\xA9",                                // two bytes
+      "\xE4\xB8\xAD",                            // three
+      "\xF0\x9F\x98\x80",                        // four
+      "a\xE4\xB8\xAD",                           // one and three
+      "ab\xD0\xB6\xE4\xB8\xAD\xF0\x9F\x98\x80",  // all four
+      "\xEF\xBC\x8C\xD0\xB6xyz\xD0\xB6",         // full-width comma, Cyrillic, ASCII
+      "0123456789abcdefghij\xE4\xB8\xAD",        // ASCII runs of 16 and more
+  };
+  for (const std::string& unit : units) {
+    std::string text;
+    while (text.size() < 100) text += unit;
+    for (std::size_t skew = 0; skew < 16; ++skew) {
+      const std::string base = std::string(skew, '.') + text;
+      for (std::size_t size = 14; size <= 100; ++size) {
+        CheckDecoding(base.substr(0, size), size % 16 <= 1 || size % 16 >= 14, 4);
+      }
+    }
+  }
+}
+
 // Random elements: runs of one script with other values mixed in at a random rate.
 std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
-  const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0x1F300};  // 127 values from each
+  // 127 values from each; FF00 holds the full-width forms that CJK text mixes in.
+  const std::uint32_t scripts[] = {1, 0x80, 0x400, 0x4E00, 0xFF00, 0x1F300};
   const std::uint32_t others[] = {0,        0x7F,       0x80,       0x7FF,     0x800,   0xD800,
                                   0xDBFF,   0xDFFF,     0xFEFF,     0xFFFF,    0x10000, 0x10FFFF,
                                   0x110000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
   // Two scripts, the second one element in `mixed_one_in` (never when 0), as text mixes them.
-  const std::uint32_t script[] = {scripts[rng() % 5], scripts[rng() % 5]};
+  const std::uint32_t script[] = {scripts[rng() % 6], scripts[rng() % 6]};
   const unsigned mixed_one_in = std::vector<unsigned>{0, 2, 9}[rng() % 3];
   const unsigned bad_one_in = std::vector<unsigned>{0, 200, 20, 3}[rng() % 4];
   std::wstring s(rng() % (max_size + 1), L'\0');
@@ -329,7 +355,7 @@ TEST(EncodeKernels, MatchTheRulesOnShortTextsUpToEveryCapacity) {
 // Runs of one script (the block paths of ASCII and of two-byte forms included), and of all four
 // lengths, with a bad element at every place.
 TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
-  for (std::uint32_t first : {0x41u, 0x430u, 0x4E00u, 0x1F600u, 0u}) {
+  for (std::uint32_t first : {0x41u, 0x430u, 0x4E00u, 0xFF01u, 0x1F600u, 0u}) {
     std::wstring base(100, L'\0');
     for (std::size_t i = 0; i < base.size(); ++i) {
       base[i] = first != 0 ? wchar_t(first + i % 26)
