@@ -104,8 +104,10 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
     const std::size_t limit = end < tail ? end : tail;
     while (i < limit) {
       unsigned b = p[i];
+      unsigned mixed = 8;  // sequences taken below before words of ASCII are tried again
       if (b < 0x80) {
         if (b == 0) return {i, w};
+        const std::size_t run_start = i;
         for (; end - i >= 8; i += 8, w += 8) {
           const std::uint64_t flags = NotAsciiNonZero(Word(p + i));
           if (flags != 0) {
@@ -121,13 +123,26 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
             for (unsigned j = 0; j < 8; ++j) out[w + j] = static_cast<wchar_t>(p[i + j]);
           }
         }
-        while (i < end && IsAsciiNonZero(p[i])) {
-          if (kFill) out[w] = static_cast<wchar_t>(p[i]);
-          ++i;
-          ++w;
-        }
-        continue;
+        if (i - run_start >= 16) mixed = 0;  // text mostly in ASCII: the runs below, then words
+        if (i >= limit) break;
       }
+      // One- and two-byte sequences mixed, as text in Greek or Cyrillic script has them, without a
+      // branch on the length.
+      unsigned k = 0;
+      for (; k < mixed && i < limit; ++k) {
+        const unsigned first = p[i], second = p[i + 1];
+        const unsigned two = first >> 7;
+        const unsigned ok = static_cast<unsigned>(first - 1 < 0x7Fu) |
+                            (static_cast<unsigned>(first - 0xC2 < 0x1Eu) &
+                             static_cast<unsigned>((second & 0xC0u) == 0x80u));
+        if (ok == 0) break;
+        const unsigned pair = (first & 0x1Fu) << 6 | (second & 0x3Fu);
+        if (kFill) out[w] = static_cast<wchar_t>(first ^ ((first ^ pair) & (0u - two)));
+        i += 1 + two;
+        ++w;
+      }
+      if (i >= limit || (k != 0 && k == mixed)) continue;
+      b = p[i];
       const Lead lead = kLeads.of[b];
       if (lead.length == 2) {
         do {
@@ -163,6 +178,10 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
           i += 4;
           ++w;
         } while (i < limit && (next = kLeads.of[b = p[i]]).length == 4);
+      } else if (IsAsciiNonZero(static_cast<unsigned char>(b))) {  // short of a word of room
+        if (kFill) out[w] = static_cast<wchar_t>(b);
+        ++i;
+        ++w;
       } else {
         return {i, w};
       }
@@ -196,18 +215,51 @@ DecodeStep DecodeWithOptions(const unsigned char* p, std::size_t n, wchar_t* out
   }
 }
 
+// Eight elements, two to a 64-bit word.
+struct EightElements {
+  std::uint64_t pair[4];
+  explicit EightElements(const wchar_t* p) {
+    for (unsigned k = 0; k < 4; ++k) std::memcpy(&pair[k], p + 2 * k, sizeof pair[k]);
+  }
+  // Whether all eight are 1..0x7F. A lane borrows from the one above it only when it is zero, and
+  // so flagged itself.
+  bool Ascii() const {
+    constexpr std::uint64_t kLaneOnes = 0x0000000100000001ull;
+    constexpr std::uint64_t kLaneNotAscii = 0xFFFFFF80FFFFFF80ull;
+    return ((pair[0] | (pair[0] - kLaneOnes) | pair[1] | (pair[1] - kLaneOnes) | pair[2] |
+             (pair[2] - kLaneOnes) | pair[3] | (pair[3] - kLaneOnes)) &
+            kLaneNotAscii) == 0;
+  }
+  // Writes them, all ASCII, as eight bytes: one store where the byte order lets the word be packed.
+  void StoreAscii(unsigned char* out) const {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    const std::uint64_t bytes = (pair[0] & 0xFF) | (pair[0] >> 24 & 0xFF00) |
+                                (pair[1] & 0xFF) << 16 | (pair[1] >> 8 & 0xFF000000) |
+                                (pair[2] & 0xFF) << 32 | (pair[2] << 8 & 0xFF0000000000) |
+                                (pair[3] & 0xFF) << 48 | (pair[3] << 24 & 0xFF00000000000000);
+    std::memcpy(out, &bytes, sizeof bytes);
+#else
+    for (unsigned k = 0; k < 8; ++k) {
+      out[k] = static_cast<unsigned char>(pair[k / 2] >> (k % 2 == 0 ? 32 : 0));
+    }
+#endif
+  }
+};
+
 // The encoder, measuring or filling. Elements that a run below does not take (0, surrogates,
 // values past the rule's largest, the excluded one) go to the check of the rule itself.
 template <bool kFill>
 std::size_t EncodeSequences(const wchar_t* p, const std::size_t n, unsigned char* out,
                             const std::size_t room, const PlainRule& rule, std::size_t& bytes) {
-  // Spans of the runs of one- and two-byte forms that are plain under this rule; each run is
-  // empty when the rule leaves out a value of its range.
-  const auto in = [&rule](std::uint32_t first, std::uint32_t last) {
-    return rule.excluded >= first && rule.excluded <= last;
-  };
-  const std::uint32_t ascii_span = rule.max >= 0x7F && !in(1, 0x7F) ? 0x7F : 0;
-  const std::uint32_t two_span = rule.max >= 0x7FF && !in(0x80, 0x7FF) ? 0x780 : 0;
+  // The runs below take only what is plain under every rule a caller passes (ASCII and two-byte
+  // forms unless the rule leaves out one of them); anything else meets the rule's own check.
+  const bool small_plain = rule.max >= 0x7FF && (rule.excluded == 0 || rule.excluded > 0x7FF);
+  const std::uint32_t ascii_span = small_plain ? 0x7F : 0;   // values 1..0x7F
+  const std::uint32_t small_span = small_plain ? 0x7FF : 0;  // values 1..0x7FF
+  const bool four_plain =
+      rule.max > 0xFFFF && (rule.excluded <= 0xFFFF || rule.excluded > rule.max);
+  const std::uint32_t four_span = four_plain ? rule.max - 0xFFFF : 0;  // values 0x10000..max
+  const auto value = [p](std::size_t at) { return static_cast<std::uint32_t>(p[at]); };
   std::size_t i = 0;
   std::size_t w = 0;
   for (;;) {
@@ -221,37 +273,38 @@ std::size_t EncodeSequences(const wchar_t* p, const std::size_t n, unsigned char
       return i;
     }
     while (i < end) {
-      auto c = static_cast<std::uint32_t>(p[i]);
+      std::uint32_t c = value(i);
       if (c - 1 < ascii_span) {
-        for (; end - i >= 4; i += 4, w += 4) {
-          const auto c0 = static_cast<std::uint32_t>(p[i]),
-                     c1 = static_cast<std::uint32_t>(p[i + 1]),
-                     c2 = static_cast<std::uint32_t>(p[i + 2]),
-                     c3 = static_cast<std::uint32_t>(p[i + 3]);
-          if (((c0 - 1) | (c1 - 1) | (c2 - 1) | (c3 - 1)) >= ascii_span) break;
-          if (kFill) {
-            out[w] = static_cast<unsigned char>(c0);
-            out[w + 1] = static_cast<unsigned char>(c1);
-            out[w + 2] = static_cast<unsigned char>(c2);
-            out[w + 3] = static_cast<unsigned char>(c3);
-          }
+        for (; end - i >= 8; i += 8, w += 8) {
+          const EightElements eight(p + i);
+          if (!eight.Ascii()) break;
+          if (kFill) eight.StoreAscii(out + w);
         }
-        while (i < end && (c = static_cast<std::uint32_t>(p[i])) - 1 < ascii_span) {
-          if (kFill) out[w] = static_cast<unsigned char>(c);
-          ++i;
-          ++w;
-        }
-        continue;
+        if (i == end) break;
+        c = value(i);
       }
-      if (c - 0x80 < two_span) {
-        do {
+      if (c - 1 < small_span) {
+        // One- and two-byte forms mixed, without a branch on the length: two bytes each time,
+        // the second of a one-byte form overwritten by the next form. So each step needs the next
+        // element small too; the last one of a run is written on its own. After eight elements
+        // the runs of ASCII are tried again.
+        const std::size_t stop = end - i > 8 ? i + 8 : end - 1;
+        for (; i < stop && value(i + 1) - 1 < small_span; ++i) {
+          c = value(i);
+          const std::uint32_t two = 1 - ((c - 0x80) >> 31);  // by arithmetic: no branch to miss
+          const std::uint32_t lead = c ^ ((c ^ (0xC0u | c >> 6)) & (0u - two));
           if (kFill) {
-            out[w] = static_cast<unsigned char>(0xC0u | c >> 6);
+            out[w] = static_cast<unsigned char>(lead);
             out[w + 1] = static_cast<unsigned char>(0x80u | (c & 0x3Fu));
           }
-          ++i;
-          w += 2;
-        } while (i < end && (c = static_cast<std::uint32_t>(p[i])) - 0x80 < two_span);
+          w += 1 + two;
+        }
+        if (i == stop && stop != end - 1) continue;  // the next step writes over the spare byte
+        c = value(i);
+        const unsigned length = c >= 0x80 ? 2 : 1;
+        if (kFill) WriteSequence(c, length, out + w);
+        ++i;
+        w += length;
         continue;
       }
       if (c - 0x800 < 0xF800) {
@@ -267,14 +320,27 @@ std::size_t EncodeSequences(const wchar_t* p, const std::size_t n, unsigned char
           }
           ++i;
           w += 3;
-        } while (i < end && (c = static_cast<std::uint32_t>(p[i])) - 0x800 < 0xF800);
+        } while (i < end && (c = value(i)) - 0x800 < 0xF800);
+        continue;
+      }
+      if (c - 0x10000 < four_span) {
+        do {
+          if (kFill) {
+            out[w] = static_cast<unsigned char>(0xF0u | c >> 18);
+            out[w + 1] = static_cast<unsigned char>(0x80u | ((c >> 12) & 0x3Fu));
+            out[w + 2] = static_cast<unsigned char>(0x80u | ((c >> 6) & 0x3Fu));
+            out[w + 3] = static_cast<unsigned char>(0x80u | (c & 0x3Fu));
+          }
+          ++i;
+          w += 4;
+        } while (i < end && (c = value(i)) - 0x10000 < four_span);
         continue;
       }
       if (!IsPlain(c, rule)) {
         bytes = w;
         return i;
       }
-      const unsigned length = EncodedLength(c);
+      const unsigned length = EncodedLength(c);  // a small value the runs leave to the rule
       if (kFill) WriteSequence(c, length, out + w);
       ++i;
       w += length;
