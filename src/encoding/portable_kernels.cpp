@@ -23,9 +23,10 @@ inline std::uint64_t Word(const unsigned char* p) {
   return word;
 }
 
-// The high bit of every byte of `word` that is 0x80 or above or is zero, up to and including the
-// first such byte; bytes after a zero byte may be flagged too (its borrow), which only matters
-// past the first.
+// The high bit of every byte of `word` that is 0x80 or above or is zero, the first such byte in
+// memory order included; bytes after a zero byte may be flagged too (its borrow). On a big-endian
+// machine the borrow runs towards the first byte, so a 01 byte just before a zero byte may be
+// flagged as well: callers then only take fewer bytes a word at a time.
 inline std::uint64_t NotAsciiNonZero(std::uint64_t word) {
   return (word | (word - kLowBits)) & kHighBits;
 }
@@ -104,7 +105,9 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
     const std::size_t limit = end < tail ? end : tail;
     while (i < limit) {
       unsigned b = p[i];
-      unsigned mixed = 8;  // sequences taken below before words of ASCII are tried again
+      // How many one- and two-byte sequences to take without a branch on the length (below)
+      // before words of ASCII are tried again.
+      unsigned mixed = 8;
       if (b < 0x80) {
         if (b == 0) return {i, w};
         const std::size_t run_start = i;
@@ -123,11 +126,13 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
             for (unsigned j = 0; j < 8; ++j) out[w + j] = static_cast<wchar_t>(p[i + j]);
           }
         }
-        if (i - run_start >= 16) mixed = 0;  // text mostly in ASCII: the runs below, then words
+        // After two words of ASCII or more the text is mostly ASCII (Latin script): the next
+        // sequence goes to the runs of one length below, and words come back at once.
+        if (i - run_start >= 16) mixed = 0;
         if (i >= limit) break;
       }
-      // One- and two-byte sequences mixed, as text in Greek or Cyrillic script has them, without a
-      // branch on the length.
+      // One- and two-byte sequences mixed, as text in Greek or Cyrillic script has them: their
+      // lengths alternate too often for a branch to guess.
       unsigned k = 0;
       for (; k < mixed && i < limit; ++k) {
         const unsigned first = p[i], second = p[i + 1];
