@@ -1,5 +1,6 @@
 // The UTF-8 encoding kernels of every level this build carries, and the pick of the best one.
 #include "encoding/encode_kernels.h"
+#include "encoding/portable_kernels.h"
 
 namespace qor {
 namespace internal {
@@ -12,8 +13,8 @@ extern const EncodeKernels kEncodeNeon;  // aarch64 builds with the kernels enab
 
 namespace {
 
-const EncodeKernels kEncodeScalar = {Isa::kScalar, MeasurePlainScalar, EncodePlainScalar,
-                                     ToUtf16BeScalar, FromUtf16BeScalar};
+const EncodeKernels kEncodeScalar = {Isa::kScalar, PortableMeasure, PortableEncode, ToUtf16BeScalar,
+                                     FromUtf16BeScalar};
 
 }  // namespace
 

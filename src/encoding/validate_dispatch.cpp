@@ -1,9 +1,7 @@
 // The standard UTF-8 checks of every level this build carries, the portable one included, and the
 // one place that picks among them.
-#include <cstring>
-
+#include "encoding/portable_kernels.h"
 #include "encoding/validate_kernels.h"
-#include "simd.h"
 
 namespace qor {
 namespace internal {
@@ -18,49 +16,12 @@ extern const DecodeKernels kNeonDecodeKernels;
 
 namespace {
 
-// The rule itself, taking runs of ASCII a word at a time; `Ascii` gives the length of the ASCII
-// run at p (0 when p[0] is not ASCII), at least the bytes up to the first word it cannot pass.
-template <std::size_t (*Ascii)(const unsigned char*, std::size_t)>
-std::size_t StandardPrefixByRule(const unsigned char* p, std::size_t n, bool& high) {
-  std::size_t i = 0;
-  bool seen_high = false;
-  while (i < n) {
-    i += Ascii(p + i, n - i);
-    if (i == n) break;
-    const unsigned length = StandardSequence(p + i, n - i);
-    if (length == 0) return i;
-    seen_high = seen_high || length > 1;
-    i += length;
-  }
-  high = seen_high;
-  return n;
-}
+constexpr ValidateKernels kValidateScalar = {Isa::kScalar, PortableStandardPrefix, false};
 
-std::size_t WordAscii(const unsigned char* p, std::size_t n) {
-  std::size_t i = 0;
-  for (; n - i >= 8; i += 8) {
-    std::uint64_t word;
-    std::memcpy(&word, p + i, sizeof word);
-    if ((word & 0x8080808080808080ull) != 0) break;
-  }
-  while (i < n && p[i] < 0x80) ++i;
-  return i;
-}
-
-constexpr ValidateKernels kValidateScalar = {Isa::kScalar, StandardPrefixByRule<WordAscii>, false};
-
-#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__) && defined(QORSTL_HAVE_SSE2)
-std::size_t Sse2Ascii(const unsigned char* p, std::size_t n) {
-  std::size_t i = 0;
-  for (; n - i >= 16; i += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
-    if (_mm_movemask_epi8(v) != 0) break;
-  }
-  return i + WordAscii(p + i, n - i);
-}
-
-// Without a byte shuffle in the baseline, only runs of ASCII go a block at a time.
-constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, StandardPrefixByRule<Sse2Ascii>, false};
+#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
+// Without a byte shuffle in the baseline this level has no block check of its own: the portable
+// one serves, its runs of ASCII taken 32 bytes a step.
+constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, PortableStandardPrefix, false};
 #endif
 
 #if defined(QORSTL_NEON_KERNELS)
@@ -87,7 +48,7 @@ const ValidateKernels* ValidateKernelsFor(Isa isa) {
   switch (isa) {
     case Isa::kScalar:
       return &kValidateScalar;
-#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__) && defined(QORSTL_HAVE_SSE2)
+#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
     case Isa::kSse2:
       return &kValidateSse2;
     case Isa::kAvx2:
