@@ -396,14 +396,7 @@ std::size_t PortableStandardPrefix(const unsigned char* p, std::size_t n, bool& 
     }
   }
   // The last three bytes of the text, each sequence checked against its end.
-  while (i < n) {
-    const unsigned length = StandardSequence(p + i, n - i);
-    if (length == 0) return i;
-    seen_high = seen_high || length > 1;
-    i += length;
-  }
-  high = seen_high;
-  return n;
+  return StandardPrefixFrom(p, i, n, seen_high, high);
 }
 
 std::size_t PortableValidPrefix(const unsigned char* p, std::size_t n) {

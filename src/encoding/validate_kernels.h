@@ -57,6 +57,20 @@ inline unsigned StandardSequence(const unsigned char* p, std::size_t left) {
   return n;
 }
 
+// The rule from p[i] on, one sequence at a time: standard_prefix's answer for p[0, n) when p[0, i)
+// is well-formed and `seen_high` tells whether it holds a byte of 0x80 or above.
+inline std::size_t StandardPrefixFrom(const unsigned char* p, std::size_t i, std::size_t n,
+                                      bool seen_high, bool& high) {
+  for (; i < n;) {
+    const unsigned length = StandardSequence(p + i, n - i);
+    if (length == 0) return i;
+    seen_high = seen_high || length > 1;
+    i += length;
+  }
+  high = seen_high;
+  return n;
+}
+
 // For a text shorter than 16 bytes, cheaper than a kernel's call: standard_prefix by the rule, the
 // ASCII text found by two overlapping words when it has 8 bytes or more.
 constexpr std::size_t kShortText = 16;
@@ -70,15 +84,7 @@ inline std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bo
       return n;
     }
   }
-  bool seen_high = false;
-  for (std::size_t i = 0; i < n;) {
-    const unsigned length = StandardSequence(p + i, n - i);
-    if (length == 0) return i;
-    seen_high = seen_high || length > 1;
-    i += length;
-  }
-  high = seen_high;
-  return n;
+  return StandardPrefixFrom(p, 0, n, false, high);
 }
 
 // Up to this length an ASCII text is found by words of eight bytes, without a kernel's call:

@@ -20,8 +20,8 @@ using internal::MultiGoal;
 using internal::MultiHit;
 using internal::Needle;
 
+using internal::kNoHit;
 using internal::kNotFound;
-constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 // The unsigned 32-bit index names entries 0 to 2^32 - 2 and still reports a miss by their count;
 // the signed one of string_find_first_one_of names entries 0 to 2^31 - 1.

@@ -31,6 +31,7 @@ struct MultiHit {
   std::size_t pos;
   std::size_t rank;
 };
+constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 // The plain rule, one pattern at a time with FindFirst, over the occurrences that start at or after
 // `from`; the caller knows that no needle of interest starts before `from`. The needles of interest

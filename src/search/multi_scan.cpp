@@ -46,8 +46,8 @@ using internal::MultiGoal;
 using internal::MultiHit;
 using internal::Needle;
 
+using internal::kNoHit;
 using internal::kNotFound;
-constexpr MultiHit kNoHit{kNotFound, kNotFound};
 
 constexpr std::size_t kSliceSize = internal::kMultiSliceSize;
 
