@@ -1,7 +1,7 @@
 // Every kernel level this CPU runs, called through the library's internal tables, next to the
 // yardstick's kernel of the same level forced by name: decoding (the filling call), encoding (the
-// filling call) and validation of the five scripts, in one run. Ends with a table of GB/s and the
-// ratio qor / yardstick per level, operation and script.
+// filling call) and validation (as string_is_utf8_string) of the five scripts, in one run. Ends
+// with a table of GB/s and the ratio qor / yardstick per level, operation and script.
 #include <string>
 #include <vector>
 
@@ -10,6 +10,7 @@
 #include "cpu_features.h"
 #include "encoding/decode_kernels.h"
 #include "encoding/encode_kernels.h"
+#include "encoding/validate_kernels.h"
 #include "qor/qorstl.h"
 #include "ratio_report.h"
 #include "utf8_scripts.h"
@@ -57,6 +58,7 @@ void RegisterOurs(const Level& level, const char* op, const Script& script) {
       name.c_str(), [decode, encode, op = std::string(op), script](benchmark::State& state) {
         Texts t(script);
         const auto* bytes = reinterpret_cast<const unsigned char*>(t.utf8.data());
+        const ValidateKernels* validate = ValidateKernelsFor(decode->isa);
         std::size_t size = t.utf8.size();
         for (auto _ : state) {
           if (op == "decode") {
@@ -66,7 +68,7 @@ void RegisterOurs(const Level& level, const char* op, const Script& script) {
             benchmark::DoNotOptimize(WideToUtf8With(*encode, t.wide.data(), t.wide.size(),
                                                     &t.utf8_out[0], t.utf8_out.size(), 0));
           } else {
-            benchmark::DoNotOptimize(IsUtf8StringWith(*decode, bytes, size));
+            benchmark::DoNotOptimize(IsUtf8TextWith(*validate, decode, bytes, size));
           }
           benchmark::ClobberMemory();
         }
