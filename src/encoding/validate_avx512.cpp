@@ -13,6 +13,8 @@
 #endif
 #include <immintrin.h>
 
+#include <cstdint>
+
 #include "encoding/utf8_check_avx512.h"
 
 namespace qor {
@@ -45,68 +47,91 @@ constexpr OpenFloor kOpenFloor;
 
 // Whether the 64 bytes in v, read after the block `before`, break a rule of standard UTF-8 (a
 // sequence cut short by the end of the block is not yet a fault).
-bool Malformed(__m512i v, __m512i before) {
-  const auto back = [&](unsigned j) {
-    return _mm512_permutex2var_epi8(v, _mm512_load_si512(kBack.by[j]), before);
-  };
-  const __m512i prev1 = back(0), prev2 = back(1), prev3 = back(2);
-  return avx512::Malformed(v, prev1, prev2, prev3);
-}
+struct BlockCheck {
+  avx512::Utf8Check check;
+  __m512i back1 = _mm512_load_si512(kBack.by[0]);
+  __m512i back2 = _mm512_load_si512(kBack.by[1]);
+  __m512i back3 = _mm512_load_si512(kBack.by[2]);
+  bool Malformed(__m512i v, __m512i before) const {
+    return check.Malformed(v, _mm512_permutex2var_epi8(v, back1, before),
+                           _mm512_permutex2var_epi8(v, back2, before),
+                           _mm512_permutex2var_epi8(v, back3, before));
+  }
+};
 
 // Whether a block ends inside a sequence (a lead in one of the last three places that needs more).
 bool OpenAtEnd(__m512i v) {
   return _mm512_cmpge_epu8_mask(v, _mm512_load_si512(kOpenFloor.at)) != 0;
 }
 
+// Texts from this length on are read in blocks on 64-byte boundaries (after a first block where the
+// text begins), so that no load straddles two cache lines; a shorter text does not repay the first
+// block read twice.
+constexpr std::size_t kAlignFrom = 1024;
+
 std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
-  // Leading ASCII, four blocks a test and then one, up to the last block, without the tables of
-  // the full check.
-  std::size_t i = 0;
-  for (; n - i > 256; i += 256) {
-    const __m512i any = _mm512_or_si512(
-        _mm512_or_si512(_mm512_loadu_si512(p + i), _mm512_loadu_si512(p + i + 64)),
-        _mm512_or_si512(_mm512_loadu_si512(p + i + 128), _mm512_loadu_si512(p + i + 192)));
-    if (_mm512_movepi8_mask(any) != 0) break;
-  }
-  for (; n - i > 64; i += 64) {
-    if (_mm512_movepi8_mask(_mm512_loadu_si512(p + i)) != 0) break;
-  }
-  // The last block, or a text of one block or less: one masked load, which leaves zero bytes after
-  // the text, so a sequence cut short by its end is a fault of the block like any other. ASCII
-  // before it leaves no sequence open.
-  if (n - i <= 64) {
-    const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n - i)), p + i);
+  const BlockCheck check;
+  // A text of one block or less: one masked load, which leaves zero bytes after the text, so a
+  // sequence cut short by its end is a fault of the block like any other.
+  if (n <= 64) {
+    const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n)), p);
     if (_mm512_movepi8_mask(v) == 0) {
       high = false;
       return n;
     }
-    if (Malformed(v, _mm512_setzero_si512())) return i;
-    if (n - i == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, n);
+    if (check.Malformed(v, _mm512_setzero_si512())) return 0;
+    if (n == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, n);
     high = true;
     return n;
   }
+  std::size_t i = 0;
   __m512i before = _mm512_setzero_si512();
-  __m512i any = _mm512_setzero_si512();
-  for (;; i += 64) {
+  bool seen_high = false;
+  const std::size_t skew = reinterpret_cast<std::uintptr_t>(p) % 64;
+  if (n >= kAlignFrom && skew != 0 && skew <= 61) {
+    // The first block where the text begins, then blocks from the next boundary: they read part
+    // of it again, after its three bytes before the boundary (expanded into the top lanes).
+    const __m512i v = _mm512_loadu_si512(p);
+    if (_mm512_movepi8_mask(v) != 0) {
+      if (check.Malformed(v, before)) return 0;
+      seen_high = true;
+    }
+    i = 64 - skew;
+    before = _mm512_maskz_expandloadu_epi8(0xE000000000000000ull, p + i - 3);
+  }
+  for (;;) {
     const std::size_t left = n - i;
     // A block short of 64 bytes ends in zero bytes, which a sequence left open cannot take.
     const __m512i v = left >= 64 ? _mm512_loadu_si512(p + i)
                                  : _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(left)), p + i);
     if (_mm512_movepi8_mask(v) == 0) {
       if (OpenAtEnd(before)) break;
-    } else if (Malformed(v, before)) {
-      break;
+      if (left <= 64) {
+        high = seen_high;
+        return n;
+      }
+      // The rest of a run of ASCII needs only its high bits, two blocks a test; nothing is open
+      // after it.
+      for (i += 64; n - i >= 128; i += 128) {
+        const __m512i pair =
+            _mm512_or_si512(_mm512_loadu_si512(p + i), _mm512_loadu_si512(p + i + 64));
+        if (_mm512_movepi8_mask(pair) != 0) break;
+      }
+      before = _mm512_setzero_si512();
+      continue;
     }
-    any = _mm512_or_si512(any, v);
-    before = v;
+    if (check.Malformed(v, before)) break;
+    seen_high = true;
     if (left <= 64) {
       if (left == 64 && OpenAtEnd(v)) {
         i += 64;  // the text ends inside a sequence: the rule finds where
         break;
       }
-      high = _mm512_movepi8_mask(any) != 0;
+      high = true;
       return n;
     }
+    before = v;
+    i += 64;
   }
   return SequenceStartBefore(p, i);
 }
