@@ -1,6 +1,8 @@
-// UTF-8 encoding kernels for AVX-512 (BW, VL, VBMI2): sixteen elements a block, each widened to its
-// one to four bytes in a 32-bit lane, the lanes' bytes compressed together and stored with a byte
-// mask, so nothing past the last whole sequence is written. Partial blocks use masked loads.
+// UTF-8 encoding kernels for AVX-512 (BW, VL, VBMI, VBMI2): sixteen elements a block, each widened
+// to its one to four bytes in a 32-bit lane (its six-bit groups picked by one byte shift, its
+// length and lead mark looked up by the exponent of its value as a float), the lanes' bytes
+// compressed together and stored with a byte mask, so nothing past the last whole sequence is
+// written. Partial blocks use masked loads.
 #include "encoding/encode_kernels.h"
 
 #if defined(__x86_64__)
@@ -15,15 +17,32 @@ namespace qor {
 namespace internal {
 namespace {
 
+// The largest value v such that every value 1..v is plain under `rule` and takes at most three
+// bytes: one compare then settles most text.
+constexpr std::uint32_t ShortPlainMax(const PlainRule& rule) {
+  std::uint32_t bound = rule.max < 0xFFFF ? rule.max : 0xFFFF;
+  // A value below the surrogate tag, masked, stays below it.
+  if (rule.surrogate_tag != kNoTag && rule.surrogate_tag <= bound)
+    bound = rule.surrogate_tag == 0 ? 0 : rule.surrogate_tag - 1;
+  if (rule.excluded != 0 && rule.excluded - 1 < bound) bound = rule.excluded - 1;
+  return bound;
+}
+
 struct RuleVectors {
-  __m512i one, max, top21, tag, excluded;
+  __m512i one, max, top21, tag, excluded, short_max;
   explicit RuleVectors(const PlainRule& rule)
       : one(_mm512_set1_epi32(1)),
         max(_mm512_set1_epi32(static_cast<int>(rule.max))),
         top21(_mm512_set1_epi32(static_cast<int>(0xFFFFF800u))),
         tag(_mm512_set1_epi32(static_cast<int>(rule.surrogate_tag))),
-        excluded(_mm512_set1_epi32(static_cast<int>(rule.excluded))) {}
+        excluded(_mm512_set1_epi32(static_cast<int>(rule.excluded))),
+        short_max(_mm512_set1_epi32(static_cast<int>(ShortPlainMax(rule)))) {}
 };
+
+// The lanes of v in 1..ShortPlainMax.
+inline __mmask16 ShortPlainLanes(__m512i v, const RuleVectors& r) {
+  return _mm512_cmplt_epu32_mask(_mm512_sub_epi32(v, r.one), r.short_max);
+}
 
 // The lanes of the 16 elements at p that are plain.
 inline __mmask16 PlainLanes(__m512i v, __mmask16 lanes, const RuleVectors& r) {
@@ -39,6 +58,10 @@ inline __mmask16 LeadingPlain(const wchar_t* p, std::size_t avail, const RuleVec
                               unsigned& count) {
   if (avail >= 16) {
     v = _mm512_loadu_si512(p);
+    if (ShortPlainLanes(v, r) == 0xFFFF) {
+      count = 16;
+      return 0xFFFF;
+    }
     const __mmask16 plain = PlainLanes(v, 0xFFFF, r);
     if (plain == 0xFFFF) {
       count = 16;
@@ -54,37 +77,65 @@ inline __mmask16 LeadingPlain(const wchar_t* p, std::size_t avail, const RuleVec
   return static_cast<__mmask16>((1u << count) - 1);
 }
 
+// Elements classed by the exponent of their value as a float (floor of log2 plus 127, of which a
+// two-table permute reads the low five bits): by class, how far the four-byte layout of an element
+// is shifted down to its length, its lead mark, the bytes of its lane that are kept, and how many
+// bytes it takes past one.
+struct ByClass {
+  alignas(64) std::uint32_t extra[32];
+  alignas(64) std::uint32_t shift[32];
+  alignas(64) std::uint32_t lead[32];
+  alignas(64) std::uint32_t kept[32];
+  constexpr ByClass() : extra(), shift(), lead(), kept() {
+    for (unsigned log2 = 0; log2 < 32; ++log2) {
+      const unsigned bytes = log2 < 7 ? 0 : log2 < 11 ? 1 : log2 < 16 ? 2 : 3;
+      const unsigned at = (log2 + 127) % 32;
+      extra[at] = bytes;
+      shift[at] = 24 - 8 * bytes;
+      lead[at] = bytes == 0 ? 0 : (0xFF00u >> (bytes + 1)) & 0xFFu;
+      kept[at] = 0xFFFFFFFFu >> shift[at];
+    }
+  }
+};
+constexpr ByClass kByClass;
+
+// The class of each lane's value, as the tables of kByClass read it.
+inline __m512i Log2Class(__m512i v) {
+  return _mm512_srli_epi32(_mm512_castps_si512(_mm512_cvtepu32_ps(v)), 23);
+}
+
 std::size_t MeasureAvx512(const wchar_t* p, std::size_t n, const PlainRule& rule,
                           std::size_t& used) {
   const RuleVectors r(rule);
   const __m512i above_1 = _mm512_set1_epi32(0x7F);
   const __m512i above_2 = _mm512_set1_epi32(0x7FF);
-  const __m512i above_3 = _mm512_set1_epi32(0xFFFF);
-  const __m512i below_2 = _mm512_set1_epi32(0x7FF);
+  const __m512i extra_low = _mm512_load_si512(kByClass.extra);
+  const __m512i extra_high = _mm512_load_si512(kByClass.extra + 16);
   std::size_t bytes = 0;
   std::size_t i = 0;
   bool stopped = false;
-  // Whether to try 64 elements of one- and two-byte forms (1..7FF, plain under every rule) at a
-  // time: after a block of such elements, not after a failed try.
+  // Whether to try 64 elements of one- to three-byte forms (1..ShortPlainMax) at a time: after a
+  // block of such elements, not after a failed try.
   bool short_forms = true;
   while (!stopped && i < n) {
-    // Each lane adds at most 4 a block; summed long before a lane could overflow.
+    // Each lane adds at most 8 a step; summed long before a lane could overflow.
     __m512i extra = _mm512_setzero_si512();
-    for (std::size_t blocks = 0; blocks < (1u << 24); ++blocks) {
+    for (std::size_t steps = 0; steps < (1u << 24); ++steps) {
       if (short_forms && n - i >= 64) {
         const __m512i a = _mm512_loadu_si512(p + i);
         const __m512i b = _mm512_loadu_si512(p + i + 16);
         const __m512i c = _mm512_loadu_si512(p + i + 32);
         const __m512i d = _mm512_loadu_si512(p + i + 48);
-        const __mmask16 short_lanes = _mm512_cmplt_epu32_mask(_mm512_sub_epi32(a, r.one), below_2) &
-                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(b, r.one), below_2) &
-                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(c, r.one), below_2) &
-                                      _mm512_cmplt_epu32_mask(_mm512_sub_epi32(d, r.one), below_2);
-        if (short_lanes == 0xFFFF) {
-          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(a, above_1), extra, r.one);
-          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(b, above_1), extra, r.one);
-          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(c, above_1), extra, r.one);
-          extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(d, above_1), extra, r.one);
+        if ((ShortPlainLanes(a, r) & ShortPlainLanes(b, r) & ShortPlainLanes(c, r) &
+             ShortPlainLanes(d, r)) == 0xFFFF) {
+          const auto add_extra = [&](__m512i v) {
+            extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(v, above_1), extra, r.one);
+            extra = _mm512_mask_add_epi32(extra, _mm512_cmpgt_epu32_mask(v, above_2), extra, r.one);
+          };
+          add_extra(a);
+          add_extra(b);
+          add_extra(c);
+          add_extra(d);
           bytes += 64;
           i += 64;
           continue;
@@ -94,13 +145,9 @@ std::size_t MeasureAvx512(const wchar_t* p, std::size_t n, const PlainRule& rule
       __m512i v;
       unsigned count = 0;
       const __mmask16 active = LeadingPlain(p + i, n - i, r, v, count);
-      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_1), extra,
-                                    r.one);
-      const __mmask16 long_lanes = _mm512_mask_cmpgt_epu32_mask(active, v, above_2);
-      short_forms = long_lanes == 0;
-      extra = _mm512_mask_add_epi32(extra, long_lanes, extra, r.one);
-      extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
-                                    r.one);
+      short_forms = ShortPlainLanes(v, r) == 0xFFFF;
+      extra = _mm512_mask_add_epi32(extra, active, extra,
+                                    _mm512_permutex2var_epi32(extra_low, Log2Class(v), extra_high));
       bytes += count;
       i += count;
       if (count < 16) {
@@ -168,13 +215,16 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
   const RuleVectors r(rule);
   const __m512i above_1 = _mm512_set1_epi32(0x7F);
   const __m512i above_2 = _mm512_set1_epi32(0x7FF);
-  const __m512i above_3 = _mm512_set1_epi32(0xFFFF);
-  const __m512i all_ones = _mm512_set1_epi32(-1);
-  const __m512i shift_base = _mm512_set1_epi32(24);
   const __m512i continuation_marks = _mm512_set1_epi32(static_cast<int>(0x80808080u));
-  // The marks of a lead byte by extra byte count 0..3 (a single byte is stored as it is).
-  const __m512i lead_marks =
-      _mm512_setr_epi32(0, 0xC0, 0xE0, 0xF0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m512i group_bits = _mm512_set1_epi32(0x3F3F3F3F);
+  // Bits 18, 12, 6 and 0 of each 32-bit lane, lowest byte first.
+  const __m512i group_shifts = _mm512_set1_epi64(0x20262C3200060C12);
+  const __m512i shift_low = _mm512_load_si512(kByClass.shift);
+  const __m512i shift_high = _mm512_load_si512(kByClass.shift + 16);
+  const __m512i lead_low = _mm512_load_si512(kByClass.lead);
+  const __m512i lead_high = _mm512_load_si512(kByClass.lead + 16);
+  const __m512i kept_low = _mm512_load_si512(kByClass.kept);
+  const __m512i kept_high = _mm512_load_si512(kByClass.kept + 16);
   std::size_t i = 0;
   std::size_t w = 0;
   // Whether to try 64 elements of ASCII, or 32 of one- and two-byte forms, at a time: after a
@@ -214,27 +264,18 @@ std::size_t EncodeAvx512(const wchar_t* p, std::size_t n, unsigned char* out, st
       if (count < 16) break;
       continue;
     }
-    // Extra bytes per lane, then the four-byte form with every group in a byte of its own, lead
-    // group first, shifted down to the lane's length and given its lead mark.
-    __m512i extra = _mm512_maskz_mov_epi32(multi, r.one);
-    const __mmask16 above_two = _mm512_mask_cmpgt_epu32_mask(active, v, above_2);
-    two_byte_text = above_two == 0;
-    extra = _mm512_mask_add_epi32(extra, above_two, extra, r.one);
-    extra = _mm512_mask_add_epi32(extra, _mm512_mask_cmpgt_epu32_mask(active, v, above_3), extra,
-                                  r.one);
-    const __m512i shift = _mm512_sub_epi32(shift_base, _mm512_slli_epi32(extra, 3));
-    const __m512i groups_3_2 = _mm512_ternarylogic_epi32(
-        _mm512_and_si512(_mm512_slli_epi32(v, 24), _mm512_set1_epi32(0x3F000000)),
-        _mm512_and_si512(_mm512_slli_epi32(v, 10), _mm512_set1_epi32(0x003F0000)),
-        continuation_marks, 0xFE);
-    const __m512i groups_1_0 =
-        _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(v, 4), _mm512_set1_epi32(0x00003F00)),
-                        _mm512_srli_epi32(v, 18));
-    const __m512i forms =
-        _mm512_or_si512(_mm512_srlv_epi32(_mm512_or_si512(groups_3_2, groups_1_0), shift),
-                        _mm512_permutexvar_epi32(extra, lead_marks));
+    // The four-byte form of each lane, every group in a byte of its own with the marks of a
+    // continuation (one byte shift picks each), shifted down to the lane's length and given its
+    // lead mark; a single byte is stored as it is.
+    two_byte_text = _mm512_mask_cmpgt_epu32_mask(active, v, above_2) == 0;
+    const __m512i log2 = Log2Class(v);
+    const __m512i groups = _mm512_ternarylogic_epi32(_mm512_multishift_epi64_epi8(group_shifts, v),
+                                                     group_bits, continuation_marks, 0xEA);
+    const __m512i forms = _mm512_or_si512(
+        _mm512_srlv_epi32(groups, _mm512_permutex2var_epi32(shift_low, log2, shift_high)),
+        _mm512_permutex2var_epi32(lead_low, log2, lead_high));
     const __m512i lanes_bytes = _mm512_mask_mov_epi32(forms, static_cast<__mmask16>(~multi), v);
-    const __m512i kept = _mm512_maskz_srlv_epi32(active, all_ones, shift);
+    const __m512i kept = _mm512_maskz_permutex2var_epi32(active, kept_low, log2, kept_high);
     const __mmask64 bytes_mask = _mm512_test_epi8_mask(kept, kept);
     const auto len = static_cast<std::size_t>(_mm_popcnt_u64(bytes_mask));
     if (room - w < len) break;
