@@ -11,6 +11,8 @@
 
 #include <cstring>
 
+#include "encoding/utf8_check_sse2.h"
+
 namespace qor {
 namespace internal {
 namespace {
@@ -33,33 +35,9 @@ std::size_t Sse2AsciiPrefix(const unsigned char* p, std::size_t n) {
 }
 
 using namespace utf8_check;
-
-__m128i Table(const std::uint8_t (&t)[16]) {
-  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(t));
-}
-
-// The lookups of decode_kernels.h for the 16 bytes in v after the 16 bytes in prev, one byte
-// shuffle per table: zero in every byte that breaks no rule of standard UTF-8 (a sequence cut short
-// by the end of the block is not yet a fault).
-__m128i Faults(__m128i v, __m128i prev) {
-  const __m128i nibble = _mm_set1_epi8(0x0F);
-  const __m128i prev1 = _mm_alignr_epi8(v, prev, 15);
-  const __m128i prev2 = _mm_alignr_epi8(v, prev, 14);
-  const __m128i prev3 = _mm_alignr_epi8(v, prev, 13);
-  const __m128i pairs = _mm_and_si128(
-      _mm_and_si128(
-          _mm_shuffle_epi8(Table(kByFirstHigh), _mm_and_si128(_mm_srli_epi16(prev1, 4), nibble)),
-          _mm_shuffle_epi8(Table(kByFirstLow), _mm_and_si128(prev1, nibble))),
-      _mm_shuffle_epi8(Table(kBySecondHigh), _mm_and_si128(_mm_srli_epi16(v, 4), nibble)));
-  // Third bytes of E0..FF sequences and fourth bytes of F0..FF ones must be continuations.
-  const __m128i announced = _mm_or_si128(_mm_subs_epu8(prev2, _mm_set1_epi8(0x60)),
-                                         _mm_subs_epu8(prev3, _mm_set1_epi8(0x70)));
-  return _mm_xor_si128(pairs, _mm_and_si128(announced, _mm_set1_epi8(char(0x80))));
-}
-
-inline bool AnyByte(__m128i v) {
-  return _mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())) != 0xFFFF;
-}
+using sse2::AnyByte;
+using sse2::Faults;
+using sse2::Table;
 
 // Whether the 16 bytes in v, after the 16 bytes in prev, break a rule of standard UTF-8.
 bool Malformed(__m128i v, __m128i prev) {
@@ -71,28 +49,15 @@ inline std::uint64_t Continuations(__m128i v) {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(v, _mm_set1_epi8(-64))));
 }
 
-// Bytes that leave a sequence open at the end of a block: from F0 in the third place from the end,
-// E0 in the second, C0 in the last (a checked block holds no FF elsewhere).
-struct OpenFloor {
-  std::uint8_t at[16];
-  constexpr OpenFloor() : at() {
-    for (unsigned i = 0; i < 16; ++i)
-      at[i] = i < 13 ? 0xFF : i == 13 ? 0xF0 : i == 14 ? 0xE0 : 0xC0;
-  }
-};
-constexpr OpenFloor kOpenFloor;
-
 // Blocks at a fixed stride, each checked after the one before; where a block fails, the prefix
 // ends before the sequence that the block before left open.
 std::size_t Sse2ValidPrefix(const unsigned char* p, std::size_t n) {
-  const __m128i open_floor = Table(kOpenFloor.at);
   __m128i prev = _mm_setzero_si128();
   std::size_t i = 0;
   for (; n - i >= 16; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
     if (_mm_movemask_epi8(v) == 0) {
-      const __m128i open = _mm_cmpeq_epi8(_mm_max_epu8(prev, open_floor), prev);
-      if (_mm_movemask_epi8(open) != 0) break;
+      if (sse2::OpenAtEnd(prev)) break;
       // Then the ASCII that follows, 64 bytes a test; the block before i stays in prev.
       const std::size_t run = i + 16;
       while (n - i >= 16 + 64) {

@@ -7,6 +7,7 @@ namespace qor {
 namespace internal {
 
 #if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
+extern const ValidateKernels kValidateSse2;
 extern const ValidateKernels kValidateAvx2;
 extern const ValidateKernels kValidateAvx512;
 #endif
@@ -17,12 +18,6 @@ extern const DecodeKernels kNeonDecodeKernels;
 namespace {
 
 constexpr ValidateKernels kValidateScalar = {Isa::kScalar, PortableStandardPrefix, false};
-
-#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
-// Without a byte shuffle in the baseline this level has no block check of its own: the portable
-// one serves, its runs of ASCII taken 32 bytes a step.
-constexpr ValidateKernels kValidateSse2 = {Isa::kSse2, PortableStandardPrefix, false};
-#endif
 
 #if defined(QORSTL_NEON_KERNELS)
 // The decoder's NEON check settles whole blocks; the rule finishes the tail, or finds the byte at
