@@ -104,29 +104,27 @@ bool ShortAsciiText(const unsigned char* p, std::size_t n) {
   return (flagged & kHigh) == 0;
 }
 
-// The largest block of any level's kernels.
-constexpr std::size_t kMaxBlock = 64;
-// A rest shorter than this is quicker for the rule than a padded block for the kernel.
+// A rest shorter than a block, but not shorter than this, is decoded by the kernel from a copy of
+// kPadded bytes; a shorter one is quicker for the rule.
 constexpr std::size_t kPaddedRest = 16;
+constexpr std::size_t kPadded = 64;
 
-// A rest of the text shorter than a block, p[0, left), decoded by the kernel from a copy padded
-// with ASCII to a whole block, into a buffer of its own. Succeeds, setting `elements`, only when
-// the kernel settles the whole block (the rest is then plain standard UTF-8 that ends where a
-// sequence ends, each padding byte one element) and, when filling, `room` holds what the rest
-// becomes; else the caller's rule decodes the rest.
+// p[0, left), left < kPadded, decoded by the kernel from a copy padded with ASCII to kPadded bytes,
+// into a buffer of its own. Succeeds, setting `elements`, only when the kernel settles all of the
+// text's bytes (they are then plain standard UTF-8 that ends where a sequence ends, and each
+// padding byte it read became one element) and, when filling, `room` holds them; else the
+// caller's rule decodes the rest.
 template <bool kFill>
 bool DecodePaddedRest(const DecodeKernels& kernels, const unsigned char* p, std::size_t left,
                       wchar_t* out, std::size_t room, unsigned options, std::size_t& elements) {
-  const std::size_t block = kernels.block;
-  if (block > kMaxBlock) return false;
-  unsigned char padded[kMaxBlock];
-  std::memset(padded, ' ', block);
+  unsigned char padded[kPadded];
+  std::memset(padded, ' ', kPadded);
   std::memcpy(padded, p, left);
-  wchar_t decoded[kMaxBlock];
+  wchar_t decoded[kPadded];
   const DecodeStep step =
-      kernels.decode(padded, block, kFill ? decoded : nullptr, kFill ? block : 0, options);
-  if (step.read != block) return false;
-  elements = step.written - (block - left);
+      kernels.decode(padded, kPadded, kFill ? decoded : nullptr, kFill ? kPadded : 0, options);
+  if (step.read < left) return false;
+  elements = step.written - (step.read - left);
   if (kFill) {
     if (elements > room) return false;
     std::memcpy(out, decoded, elements * sizeof(wchar_t));
@@ -150,7 +148,7 @@ std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, s
     count = step.written;
   }
   // A text shorter than a block, or the last part of one, need not go to the rule byte by byte.
-  if (src_len - read < kernels.block && src_len - read >= kPaddedRest) {
+  if (src_len - read < kernels.block && src_len - read >= kPaddedRest && kernels.block <= kPadded) {
     std::size_t rest = 0;
     if (DecodePaddedRest<kFill>(kernels, p + read, src_len - read, kFill ? out + count : nullptr,
                                 kFill ? dst_cap - count : 0, options, rest))
