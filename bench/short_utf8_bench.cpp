@@ -1,12 +1,20 @@
 // The UTF-8 calls on short texts, 8 B to 4 KiB, ASCII and mixed French/Russian/Chinese cut at
 // character boundaries, each next to what a caller would otherwise write with simdutf or utf8cpp.
-// Every contender's answer is checked once before it is timed. Run with
-//   --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
-// for medians of interleaved repetitions; the console's Time is ns per call, and the closing table
-// gives each rate (bytes of UTF-8 per second) and ours / each runner's as a rate ratio.
+// Every contender's answer is checked once before it is timed. All contenders of a workload read
+// the same copies of its text and write into the same buffers, so none is favoured by where its
+// data happens to lie: the calls go through four copies in turn, starting in each 16-byte quarter
+// of a 64-byte line, and the caller's buffers start on a line. Run with
+//   --benchmark_repetitions=15 --benchmark_min_time=0.05
+//   --benchmark_enable_random_interleaving=true
+// for medians of many short interleaved repetitions, which a busy machine disturbs least; the
+// console's Time is ns per call, and the closing table gives each rate (bytes of UTF-8 per second)
+// and ours / each runner's as a rate ratio.
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -61,10 +69,10 @@ std::wstring Widen(const std::string& utf8) {
   return utf8_to_wchar(utf8);
 }
 
-// The caller's buffers, large enough for any answer of a 4 KiB text.
+// The caller's buffers, large enough for any answer of a 4 KiB text, each on a 64-byte boundary.
 struct Buffers {
-  std::vector<wchar_t> wide = std::vector<wchar_t>(4200);
-  std::vector<char> bytes = std::vector<char>(4 * 4200);
+  alignas(64) std::array<wchar_t, 4200> wide{};
+  alignas(64) std::array<char, 4 * 4200> bytes{};
 };
 
 // One contender of one call: its answer on a text, as bytes so that answers of different types
@@ -245,6 +253,45 @@ std::vector<Call> Calls() {
   return calls;
 }
 
+// Whether p lies in the 16-byte quarter `quarter` of a 64-byte line.
+bool InQuarter(const void* p, std::size_t quarter) {
+  return reinterpret_cast<std::uintptr_t>(p) % 64 / 16 == quarter;
+}
+
+// Copies `text` until its bytes lie in `quarter` (kept as it is after many tries): the allocator
+// decides where a copy lands, the misplaced copies are released after.
+template <class String>
+void Place(String& text, std::size_t quarter) {
+  std::vector<String> misplaced;
+  while (!InQuarter(text.data(), quarter) && misplaced.size() < 4096) {
+    String copy(text);
+    misplaced.push_back(std::move(text));
+    text = std::move(copy);
+  }
+}
+
+// What every contender of one workload reads and writes: copies of the text in each quarter of a
+// 64-byte line, and one set of buffers.
+struct Workload {
+  static constexpr std::size_t kCopies = 4;
+  std::unique_ptr<Text> copies[kCopies];
+  Buffers buffers;
+
+  explicit Workload(const Text& text) {
+    for (std::size_t k = 0; k < kCopies; ++k) {
+      // A short text lies inside its string object, so the object is what gets placed.
+      std::vector<std::unique_ptr<Text>> misplaced;
+      copies[k] = std::make_unique<Text>(text);
+      while (!InQuarter(copies[k]->utf8.data(), k) && misplaced.size() < 4096) {
+        misplaced.push_back(std::move(copies[k]));
+        copies[k] = std::make_unique<Text>(text);
+      }
+      Place(copies[k]->utf8, k);
+      Place(copies[k]->wide, k);
+    }
+  }
+};
+
 // Registers "<call> <text> <size>B/<runner>" for every call, text and size, after checking that
 // every contender gives our answer; a disagreement ends the program before anything is timed.
 bool RegisterAll() {
@@ -260,23 +307,27 @@ bool RegisterAll() {
       for (std::size_t size : kSizes) {
         Text text{source.first, CutAtCharacter(*source.second, size), {}};
         text.wide = Widen(text.utf8);
-        Buffers buffers;
-        const std::string expected = call.contenders[0].answer(text, buffers);
-        const std::string workload =
+        const auto workload = std::make_shared<Workload>(text);
+        const std::string expected = call.contenders[0].answer(text, workload->buffers);
+        const std::string name =
             std::string(call.name) + " " + text.name + " " + std::to_string(size) + "B";
         for (const Contender& c : call.contenders) {
-          if (c.answer(text, buffers) != expected) {
-            std::fprintf(stderr, "short_utf8_bench: %s: %s answers differently\n", workload.c_str(),
-                         c.runner);
-            agree = false;
+          for (const auto& copy : workload->copies) {
+            if (c.answer(*copy, workload->buffers) != expected) {
+              std::fprintf(stderr, "short_utf8_bench: %s: %s answers differently\n", name.c_str(),
+                           c.runner);
+              agree = false;
+            }
           }
           auto timed = c.timed;
           benchmark::RegisterBenchmark(
-              (workload + "/" + c.runner).c_str(), [timed, text](benchmark::State& state) {
-                Buffers b;
-                for (auto _ : state) timed(text, b);
+              (name + "/" + c.runner).c_str(), [timed, workload](benchmark::State& state) {
+                const Text* const copies[] = {workload->copies[0].get(), workload->copies[1].get(),
+                                              workload->copies[2].get(), workload->copies[3].get()};
+                std::size_t turn = 0;
+                for (auto _ : state) timed(*copies[turn++ % Workload::kCopies], workload->buffers);
                 state.SetBytesProcessed(
-                    static_cast<std::int64_t>(state.iterations() * text.utf8.size()));
+                    static_cast<std::int64_t>(state.iterations() * copies[0]->utf8.size()));
               });
         }
       }

@@ -45,25 +45,21 @@ bool HasUtf8Layout(const unsigned char* p, std::size_t n, const DecodeKernels& k
 namespace qor {
 namespace internal {
 
-bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std::size_t n) {
+// Out of line: the common text never gets here.
+[[gnu::noinline]] bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p,
+                                        std::size_t n) {
   // The ASCII prefix leaves the layout test where it starts: no continuation expected.
   const std::size_t ascii = kernels.ascii_prefix(p, n);
   return ascii != n && HasUtf8Layout(p + ascii, n - ascii, kernels);
 }
 
-// Standard UTF-8 has the layout, so a text the validation kernel passes whole needs only a high
+// Standard UTF-8 has the layout, so a text that passes the standard check whole needs only a high
 // byte; any other text takes the layout test.
 bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
                     const unsigned char* p, std::size_t n) {
+  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return false;
   bool high = false;
-  std::size_t valid;
-  if (validate.short_texts) {
-    valid = validate.standard_prefix(p, n, high);
-  } else {
-    if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return false;
-    valid = n < kShortText ? ShortStandardPrefix(p, n, high) : validate.standard_prefix(p, n, high);
-  }
-  if (valid == n) return high;
+  if (StandardPrefixOfAnyLength(validate, p, n, high) == n) return high;
   return IsUtf8StringWith(decode != nullptr ? *decode : BestDecodeKernels(), p, n);
 }
 
@@ -76,6 +72,15 @@ const unsigned char* Bytes(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
+// string_is_utf8_string past its short ASCII texts: out of line, so that those cost the exported
+// function no registers to save.
+[[gnu::noinline]] bool IsUtf8Text(const unsigned char* p, std::size_t n) {
+  const qor::internal::ValidateKernels& validate = qor::internal::BestValidateKernels();
+  bool high = false;
+  if (qor::internal::StandardPrefixOfAnyLength(validate, p, n, high) == n) return high;
+  return qor::internal::IsUtf8StringWith(qor::internal::BestDecodeKernels(), p, n);
+}
+
 }  // namespace
 
 namespace qor {
@@ -85,14 +90,11 @@ bool string_is_ascii_string(const std::string& text) {
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  const internal::ValidateKernels& validate = internal::BestValidateKernels();
-  // A level that reads short texts itself: one call settles the common, standard text; any
-  // other text goes the whole way.
-  bool high = false;
-  if (validate.short_texts &&
-      validate.standard_prefix(Bytes(text), text.size(), high) == text.size())
-    return high;
-  return internal::IsUtf8TextWith(validate, nullptr, Bytes(text), text.size());
+  const unsigned char* p = Bytes(text);
+  // A short ASCII text is settled here, before the kernels are looked up.
+  if (text.size() <= internal::kShortAsciiText && internal::ShortIsAscii(p, text.size()))
+    return false;
+  return IsUtf8Text(p, text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

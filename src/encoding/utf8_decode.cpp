@@ -104,20 +104,55 @@ bool ShortAsciiText(const unsigned char* p, std::size_t n) {
   return (flagged & kHigh) == 0;
 }
 
+// A rest shorter than a block, but not shorter than this, is decoded by the kernel from a copy of
+// kPadded bytes; a shorter one is quicker for the rule.
+constexpr std::size_t kPaddedRest = 16;
+constexpr std::size_t kPadded = 64;
+
+// p[0, left), left < kPadded, decoded by the kernel from a copy padded with ASCII to kPadded bytes,
+// into a buffer of its own. Succeeds, setting `elements`, only when the kernel settles all of the
+// text's bytes (they are then plain standard UTF-8 that ends where a sequence ends, and each
+// padding byte it read became one element) and, when filling, `room` holds them; else the
+// caller's rule decodes the rest.
+template <bool kFill>
+bool DecodePaddedRest(const DecodeKernels& kernels, const unsigned char* p, std::size_t left,
+                      wchar_t* out, std::size_t room, unsigned options, std::size_t& elements) {
+  unsigned char padded[kPadded];
+  std::memset(padded, ' ', kPadded);
+  std::memcpy(padded, p, left);
+  wchar_t decoded[kPadded];
+  const DecodeStep step =
+      kernels.decode(padded, kPadded, kFill ? decoded : nullptr, kFill ? kPadded : 0, options);
+  if (step.read < left) return false;
+  elements = step.written - (step.read - left);
+  if (kFill) {
+    if (elements > room) return false;
+    std::memcpy(out, decoded, elements * sizeof(wchar_t));
+  }
+  return true;
+}
+
 template <bool kFill, bool kLenient>
 std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, std::size_t src_len,
                          wchar_t* out, std::size_t dst_cap, bool drop_bom) {
   // A zero src_len leaves the input unbounded: only its zero byte ends it.
   if (src_len == 0)
     return Decode<kFill, kLenient, false>(kernels, p, nullptr, out, out + dst_cap, drop_bom, 0, p);
+  const unsigned options = drop_bom ? kDecodeStopAtBom : 0;
   // The first kernel call here: a text it settles whole needs nothing more.
   std::size_t read = 0, count = 0;
   if (src_len >= kernels.block) {
-    const DecodeStep step =
-        kernels.decode(p, src_len, out, kFill ? dst_cap : 0, drop_bom ? kDecodeStopAtBom : 0);
+    const DecodeStep step = kernels.decode(p, src_len, out, kFill ? dst_cap : 0, options);
     if (step.read == src_len) return step.written;
     read = step.read;
     count = step.written;
+  }
+  // A text shorter than a block, or the last part of one, need not go to the rule byte by byte.
+  if (src_len - read < kernels.block && src_len - read >= kPaddedRest && kernels.block <= kPadded) {
+    std::size_t rest = 0;
+    if (DecodePaddedRest<kFill>(kernels, p + read, src_len - read, kFill ? out + count : nullptr,
+                                kFill ? dst_cap - count : 0, options, rest))
+      return count + rest;
   }
   return Decode<kFill, kLenient, true>(kernels, p + read, p + src_len, kFill ? out + count : out,
                                        out + dst_cap, drop_bom, count, p + read + kernels.block);

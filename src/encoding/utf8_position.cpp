@@ -32,10 +32,10 @@ namespace {
 // Standard UTF-8 is well-formed under both rules, so the kernel's prefix stands for either. Where
 // it stops (at `pos`), the rule walks on past the block it refused (a block and a sequence) before
 // the kernel takes over again: under the codec's rules the block may hold nothing the codec
-// refuses.
-std::size_t FindInvalidAfter(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
-                             bool standard, std::size_t pos) {
-  const bool short_paths = !kernels.short_texts;
+// refuses. Out of line: the common text never gets here.
+[[gnu::noinline]] std::size_t FindInvalidAfter(const ValidateKernels& kernels,
+                                               const unsigned char* p, std::size_t n, bool standard,
+                                               std::size_t pos) {
   for (;;) {
     const std::size_t stop = n - pos > 72 ? pos + 72 : n;
     while (pos < stop) {
@@ -46,26 +46,29 @@ std::size_t FindInvalidAfter(const ValidateKernels& kernels, const unsigned char
     }
     if (pos == n) return std::string::npos;
     bool high = false;
-    pos += short_paths && n - pos < kShortText ? ShortStandardPrefix(p + pos, n - pos, high)
-                                               : kernels.standard_prefix(p + pos, n - pos, high);
+    pos += StandardPrefixOfAnyLength(kernels, p + pos, n - pos, high);
     if (pos == n) return std::string::npos;
   }
+}
+
+// Past a short ASCII text, which the exported function settles before it looks the kernels up;
+// null `chosen` kernels stand for the best ones.
+[[gnu::noinline]] std::size_t FindInvalidInText(const ValidateKernels* chosen,
+                                                const unsigned char* p, std::size_t n,
+                                                bool standard) {
+  const ValidateKernels& kernels = chosen != nullptr ? *chosen : BestValidateKernels();
+  bool high = false;
+  const std::size_t valid = StandardPrefixOfAnyLength(kernels, p, n, high);
+  if (valid == n) return std::string::npos;
+  return FindInvalidAfter(kernels, p, n, standard, valid);
 }
 
 }  // namespace
 
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard) {
-  bool high = false;
-  std::size_t valid;
-  if (kernels.short_texts) {
-    valid = kernels.standard_prefix(p, n, high);
-  } else {
-    if (n >= kShortText && n <= kShortAsciiText && ShortAscii(p, n)) return std::string::npos;
-    valid = n < kShortText ? ShortStandardPrefix(p, n, high) : kernels.standard_prefix(p, n, high);
-  }
-  if (valid == n) return std::string::npos;
-  return FindInvalidAfter(kernels, p, n, standard, valid);
+  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return std::string::npos;
+  return FindInvalidInText(&kernels, p, n, standard);
 }
 
 }  // namespace internal
@@ -73,13 +76,8 @@ std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char*
 std::size_t string_utf8_find_invalid(const std::string& text, bool standard) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
-  const internal::ValidateKernels& kernels = internal::BestValidateKernels();
-  if (!kernels.short_texts) return internal::FindInvalidWith(kernels, p, n, standard);
-  // A level that reads short texts itself: one call settles the common, well-formed text.
-  bool high = false;
-  const std::size_t valid = kernels.standard_prefix(p, n, high);
-  if (valid == n) return std::string::npos;
-  return internal::FindInvalidAfter(kernels, p, n, standard, valid);
+  if (n <= internal::kShortAsciiText && internal::ShortIsAscii(p, n)) return std::string::npos;
+  return internal::FindInvalidInText(nullptr, p, n, standard);
 }
 
 }  // namespace qor

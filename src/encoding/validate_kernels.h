@@ -22,7 +22,8 @@ struct ValidateKernels {
   // returns n, `high` tells whether the text holds a byte of 0x80 or above.
   std::size_t (*standard_prefix)(const unsigned char* p, std::size_t n, bool& high);
   // Whether standard_prefix reads a text shorter than its block in one masked load, so that it is
-  // also the cheapest check of a short text: callers then skip their word-at-a-time short paths.
+  // also the cheapest check of a short text that is not ASCII: callers then skip the rule they run
+  // on such texts (they read ASCII words first at every level).
   bool short_texts;
 };
 
@@ -71,37 +72,71 @@ inline std::size_t StandardPrefixFrom(const unsigned char* p, std::size_t i, std
   return n;
 }
 
-// For a text shorter than 16 bytes, cheaper than a kernel's call: standard_prefix by the rule, the
-// ASCII text found by two overlapping words when it has 8 bytes or more.
-constexpr std::size_t kShortText = 16;
-inline std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
-  if (n >= 8) {
-    std::uint64_t first, last;
-    std::memcpy(&first, p, 8);
-    std::memcpy(&last, p + n - 8, 8);
-    if (((first | last) & 0x8080808080808080ull) == 0) {
-      high = false;
-      return n;
-    }
-  }
-  return StandardPrefixFrom(p, 0, n, false, high);
-}
-
-// Up to this length an ASCII text is found by words of eight bytes, without a kernel's call:
-// the callers' answer for ASCII text needs no more.
+// Up to this length a text is first read by words of eight bytes, without a kernel's call: ASCII
+// text needs no more.
 constexpr std::size_t kShortAsciiText = 64;
 
-// Whether p[0, n), 8 <= n, is all ASCII: words of eight bytes, the last one ending at the end, the
-// first word holding a high byte ending the test.
-inline bool ShortAscii(const unsigned char* p, std::size_t n) {
-  constexpr std::uint64_t kHigh = 0x8080808080808080ull;
-  std::uint64_t word;
-  for (std::size_t i = 0; i + 8 < n; i += 8) {
-    std::memcpy(&word, p + i, 8);
-    if ((word & kHigh) != 0) return false;
+// Whether p[0, n), n <= kShortAsciiText, is all ASCII: every word of eight bytes (the last one
+// ending at the end; for fewer bytes, overlapping halves or single bytes) ORed into one test.
+inline bool ShortIsAscii(const unsigned char* p, std::size_t n) {
+  if (n >= 8) {
+    std::uint64_t any, word;
+    std::memcpy(&any, p + n - 8, 8);
+    for (std::size_t i = 0; i + 8 < n; i += 8) {
+      std::memcpy(&word, p + i, 8);
+      any |= word;
+    }
+    return (any & 0x8080808080808080ull) == 0;
   }
-  std::memcpy(&word, p + n - 8, 8);
-  return (word & kHigh) == 0;
+  if (n >= 4) {
+    std::uint32_t first, last;
+    std::memcpy(&first, p, 4);
+    std::memcpy(&last, p + n - 4, 4);
+    return ((first | last) & 0x80808080u) == 0;
+  }
+  return n == 0 || (p[0] | p[n / 2] | p[n - 1]) < 0x80;
+}
+
+// Below this length a text is cheaper for the rule than for the call of a kernel that does not
+// read short texts itself.
+constexpr std::size_t kShortText = 16;
+
+// The rule from p[0] on, as StandardPrefixFrom, for a short text: runs of ASCII are taken a word of
+// eight bytes at a time.
+[[gnu::noinline]] inline std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n,
+                                                         bool& high) {
+  constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+  bool seen_high = false;
+  std::size_t i = 0;
+  while (i < n) {
+    if (p[i] < 0x80) {
+      if (n - i < 8) {
+        ++i;
+        continue;
+      }
+      std::uint64_t word;
+      std::memcpy(&word, p + i, 8);
+      if ((word & kHigh) == 0) {
+        i += 8;
+        continue;
+      }
+      while (p[i] < 0x80) ++i;  // the word's high byte ends this
+    }
+    const unsigned length = StandardSequence(p + i, n - i);
+    if (length == 0) return i;
+    seen_high = true;
+    i += length;
+  }
+  high = seen_high;
+  return n;
+}
+
+// standard_prefix's answer for p[0, n) by the cheapest way for its length: the kernel, or the rule
+// for a short text when the kernel does not read short texts itself.
+inline std::size_t StandardPrefixOfAnyLength(const ValidateKernels& kernels, const unsigned char* p,
+                                             std::size_t n, bool& high) {
+  if (!kernels.short_texts && n < kShortText) return ShortStandardPrefix(p, n, high);
+  return kernels.standard_prefix(p, n, high);
 }
 
 // Where a block that a kernel refused begins, moved back to the lead byte of a sequence that
@@ -117,7 +152,8 @@ inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {
 
 // string_utf8_find_invalid and string_is_utf8_string with the kernels of the caller's choice, so
 // that tests run every level through the whole function. A null `decode` stands for the best
-// table, fetched only for a text that is not standard UTF-8.
+// table, fetched only for a text that is not standard UTF-8. The exported functions settle short
+// ASCII texts by ShortIsAscii before they look the kernels up.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard);
 bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,

@@ -10,6 +10,7 @@
 
 #include "encoding/validate_kernels.h"
 #include "models/utf8_model.h"
+#include "qor/qorstl.h"
 #include "test_util.h"
 
 namespace {
@@ -29,6 +30,10 @@ void CheckText(const std::string& text, std::size_t offset = 0) {
   const std::size_t standard = qor_test::ModelFindInvalid(text, true);
   const std::size_t codec = qor_test::ModelFindInvalid(text, false);
   const bool utf8 = qor_test::ModelIsUtf8(text);
+  // The exported functions settle short ASCII texts before they pick a level.
+  EXPECT_EQ(qor::string_utf8_find_invalid(text, true), standard);
+  EXPECT_EQ(qor::string_utf8_find_invalid(text, false), codec);
+  EXPECT_EQ(qor::string_is_utf8_string(text), utf8);
   for (Isa isa : kLevels) {
     const ValidateKernels* k = ValidateKernelsFor(isa);
     if (k == nullptr) continue;
@@ -75,6 +80,11 @@ TEST(ValidateKernels, MatchTheRulesOnShortTextsAtEveryAlignment) {
       CheckText(MixedText(size), offset);
       if (size > 0 && offset % 7 == 0) {
         CheckText(MixedText(size - 1) + kFaults[(size + offset) % 15], offset);
+      }
+      // ASCII with one sequence at every place: the first high byte in each word of eight.
+      if (offset + 2 <= size) {
+        CheckText(std::string(size, 'x').replace(offset, 2, "\xC3\xA9"), size % 64);
+        CheckText(std::string(size, 'x').replace(offset, 1, "\xC3"), size % 64);
       }
     }
   }
