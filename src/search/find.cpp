@@ -3,7 +3,9 @@
 #include "find.h"
 
 #include <cstring>
+#include <string>
 
+#include "qor/qorstl.h"
 #include "search/scan_kernels.h"
 
 namespace qor {
@@ -126,35 +128,58 @@ std::size_t MemchrScanFrom(const unsigned char* t, std::size_t n, const unsigned
   return kNotFound;
 }
 
-std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
-                      std::size_t pattern_len) {
-  const std::size_t n = text_len;
-  const std::size_t m = pattern_len;
-  if (m == 0) return 0;
-  if (m > n) return kNotFound;
-  const auto* t = reinterpret_cast<const unsigned char*>(text);
-  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
+namespace {
 
-  if (n < kShortText) {
-    // Fewer bytes than a block: each start tried in place, its first and last bytes first, without
-    // a call to memchr that costs more than the bytes it reads.
-    for (std::size_t at = 0; at + m <= n; ++at) {
-      if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
-          (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))
-        return at;
-    }
-    return kNotFound;
+// A text of kShortText bytes or more. A one-byte pattern is memchr's; a longer one looks for its
+// first candidate with memchr, which reads a text without the pattern's first byte faster than
+// blocks do (in real text the first candidate is often the occurrence), and the level's block
+// filter takes over after it.
+[[gnu::noinline]] std::size_t FindInBlocks(const unsigned char* t, std::size_t n,
+                                           const unsigned char* p, std::size_t m) {
+  if (m == 1) {
+    const void* hit = std::memchr(t, p[0], n);
+    return hit == nullptr ? kNotFound
+                          : static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
   }
-  // The first candidate through memchr, which reads a text without the first byte faster than the
-  // blocks do; in real text it is often the occurrence. The level's kernel takes over after it.
   const std::size_t last_start = n - m;
   const void* hit = std::memchr(t, p[0], last_start + 1);
   if (hit == nullptr) return kNotFound;
   const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-  if (t[pos + m - 1] == p[m - 1] && (m <= 2 || SameBytes(t + pos + 1, p + 1, m - 2))) return pos;
+  if (t[pos + m - 1] == p[m - 1] && SameBytes(t + pos + 1, p + 1, m - 2)) return pos;
   if (pos == last_start) return kNotFound;
   return BestScanKernels().find_from(t, n, p, m, pos + 1);
 }
 
+// The whole search, inlined into its two callers. Texts shorter than a block are searched in place:
+// each start tried, its first and last bytes first, without a call that would cost more than the
+// bytes it reads.
+inline std::size_t Find(const char* text, std::size_t n, const char* pattern, std::size_t m) {
+  if (m == 0) return 0;
+  if (m > n) return kNotFound;
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
+  if (n >= kShortText) return FindInBlocks(t, n, p, m);
+  for (std::size_t at = 0; at + m <= n; ++at) {
+    if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
+        (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))
+      return at;
+  }
+  return kNotFound;
+}
+
+}  // namespace
+
+std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
+                      std::size_t pattern_len) {
+  return Find(text, text_len, pattern, pattern_len);
+}
+
 }  // namespace internal
+
+std::size_t string_find(const std::string& text, const std::string& pattern, bool match_begin) {
+  const std::size_t pos = internal::Find(text.data(), text.size(), pattern.data(), pattern.size());
+  if (pos == internal::kNotFound || match_begin) return pos;
+  return pos + pattern.size();
+}
+
 }  // namespace qor

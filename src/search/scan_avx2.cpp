@@ -35,12 +35,10 @@ inline std::size_t SumBytes(__m256i counts) {
 constexpr std::size_t kBlockStarts = 32;
 constexpr unsigned kBlocksBeforeMemchr = 4;
 
-// The 128-bit kernel's scan, 32 starts at a time; texts with fewer starts than that go to the
-// 128-bit kernel.
-std::size_t FindFromAvx2(const unsigned char* t, std::size_t n, const unsigned char* p,
-                         std::size_t m, std::size_t pos) {
+// The 128-bit kernel's scan, 32 starts at a time, for texts of at least 32 starts.
+[[gnu::noinline]] std::size_t BlockScan(const unsigned char* t, std::size_t n,
+                                        const unsigned char* p, std::size_t m, std::size_t pos) {
   const std::size_t last_start = n - m;
-  if (last_start < kBlockStarts - 1) return FindFromSse2(t, n, p, m, pos);
   const __m256i first = _mm256_set1_epi8(static_cast<char>(p[0]));
   const __m256i last = _mm256_set1_epi8(static_cast<char>(p[m - 1]));
   std::size_t work = 0;
@@ -74,6 +72,14 @@ std::size_t FindFromAvx2(const unsigned char* t, std::size_t n, const unsigned c
     if (pos <= last_start && OverWorkBudget(work, pos)) return TwoWayFrom(t, n, p, m, pos);
   }
   return kNotFound;
+}
+
+// Texts with fewer starts than a block go to the 128-bit kernel, without the registers the
+// block scan saves.
+std::size_t FindFromAvx2(const unsigned char* t, std::size_t n, const unsigned char* p,
+                         std::size_t m, std::size_t pos) {
+  if (n - m < kBlockStarts - 1) return FindFromSse2(t, n, p, m, pos);
+  return BlockScan(t, n, p, m, pos);
 }
 
 std::size_t CountByteAvx2(const unsigned char* p, std::size_t n, unsigned char c) {

@@ -94,25 +94,17 @@ constexpr std::size_t kBlockStarts = 16;
 // Blocks in a row without the pattern's first byte after which memchr jumps to its next occurrence.
 constexpr unsigned kBlocksBeforeMemchr = 4;
 
+namespace {
+
 // Sixteen starts at a time: a start is a candidate only when both the pattern's first and last
 // bytes agree with the text there, which real text rarely allows. Where the first byte is rare
 // (four blocks in a row without it), memchr jumps to its next occurrence instead. The last starts,
 // fewer than sixteen, are taken by one more block that ends at the last start, its starts already
-// tried masked out; a text with fewer starts than a block has them all in its first block, and
-// only the first byte is compared there. Also the AVX2 level's kernel for such texts.
-std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned char* p,
-                         std::size_t m, std::size_t pos) {
+// tried masked out. Out of line, so that a text of one block pays for no registers it saves.
+[[gnu::noinline]] std::size_t BlockScan(const unsigned char* t, std::size_t n,
+                                        const unsigned char* p, std::size_t m, std::size_t pos) {
   const std::size_t last_start = n - m;
   const __m128i first = _mm_set1_epi8(static_cast<char>(p[0]));
-  if (last_start < kBlockStarts - 1) {
-    auto candidates = Bits(_mm_cmpeq_epi8(Load(t), first)) & ((2u << last_start) - 1) &
-                      (0xFFFFu << pos);  // the starts pos to last_start
-    for (; candidates != 0; candidates &= candidates - 1) {
-      const auto at = static_cast<std::size_t>(__builtin_ctz(candidates));
-      if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
-    }
-    return kNotFound;
-  }
   const __m128i last = _mm_set1_epi8(static_cast<char>(p[m - 1]));
   std::size_t work = 0;
   unsigned blocks_without_first = 0;
@@ -143,6 +135,24 @@ std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned c
     }
     pos = at + kBlockStarts;
     if (pos <= last_start && OverWorkBudget(work, pos)) return TwoWayFrom(t, n, p, m, pos);
+  }
+  return kNotFound;
+}
+
+}  // namespace
+
+// A text with fewer starts than a block has them all in its first block: only the first byte is
+// compared there, and each candidate tested in place. Also the AVX2 level's kernel for texts of
+// fewer than 32 starts.
+std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned char* p,
+                         std::size_t m, std::size_t pos) {
+  const std::size_t last_start = n - m;
+  if (last_start >= kBlockStarts - 1) return BlockScan(t, n, p, m, pos);
+  auto candidates = Bits(_mm_cmpeq_epi8(Load(t), _mm_set1_epi8(static_cast<char>(p[0])))) &
+                    ((2u << last_start) - 1) & (0xFFFFu << pos);  // the starts pos to last_start
+  for (; candidates != 0; candidates &= candidates - 1) {
+    const auto at = static_cast<std::size_t>(__builtin_ctz(candidates));
+    if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
   }
   return kNotFound;
 }
