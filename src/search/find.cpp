@@ -7,6 +7,7 @@
 
 #include "qor/qorstl.h"
 #include "search/scan_kernels.h"
+#include "simd.h"
 
 namespace qor {
 namespace internal {
@@ -130,17 +131,24 @@ std::size_t MemchrScanFrom(const unsigned char* t, std::size_t n, const unsigned
 
 namespace {
 
-// A text of kShortText bytes or more. A one-byte pattern is memchr's; a longer one looks for its
-// first candidate with memchr, which reads a text without the pattern's first byte faster than
-// blocks do (in real text the first candidate is often the occurrence), and the level's block
-// filter takes over after it.
+// Fewer starts than a block, and a block of text to read: one comparison of the first 16 bytes
+// with the pattern's first byte finds every candidate, each then tested in place.
+[[gnu::noinline]] std::size_t FindInOneBlock(const unsigned char* t, std::size_t n,
+                                             const unsigned char* p, std::size_t m) {
+  const std::size_t last_start = n - m;
+  for (unsigned starts = Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
+       starts &= starts - 1) {
+    const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
+    if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
+  }
+  return kNotFound;
+}
+
+// A longer text: memchr looks for the first candidate, as it reads a text without the pattern's
+// first byte faster than blocks do (in real text the first candidate is often the occurrence), and
+// the level's block filter takes over after it.
 [[gnu::noinline]] std::size_t FindInBlocks(const unsigned char* t, std::size_t n,
                                            const unsigned char* p, std::size_t m) {
-  if (m == 1) {
-    const void* hit = std::memchr(t, p[0], n);
-    return hit == nullptr ? kNotFound
-                          : static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-  }
   const std::size_t last_start = n - m;
   const void* hit = std::memchr(t, p[0], last_start + 1);
   if (hit == nullptr) return kNotFound;
@@ -158,7 +166,15 @@ inline std::size_t Find(const char* text, std::size_t n, const char* pattern, st
   if (m > n) return kNotFound;
   const auto* t = reinterpret_cast<const unsigned char*>(text);
   const auto* p = reinterpret_cast<const unsigned char*>(pattern);
-  if (n >= kShortText) return FindInBlocks(t, n, p, m);
+  if (n >= kShortText) {
+    if (m == 1) {
+      const void* hit = std::memchr(t, p[0], n);
+      return hit == nullptr ? kNotFound
+                            : static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+    }
+    if (kBaselineVectors && n - m < kShortText - 1) return FindInOneBlock(t, n, p, m);
+    return FindInBlocks(t, n, p, m);
+  }
   for (std::size_t at = 0; at + m <= n; ++at) {
     if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
         (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))

@@ -139,15 +139,11 @@ namespace {
   return kNotFound;
 }
 
-}  // namespace
-
 // A text with fewer starts than a block has them all in its first block: only the first byte is
-// compared there, and each candidate tested in place. Also the AVX2 level's kernel for texts of
-// fewer than 32 starts.
-std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned char* p,
-                         std::size_t m, std::size_t pos) {
+// compared there, and each candidate tested in place.
+[[gnu::noinline]] std::size_t OneBlock(const unsigned char* t, std::size_t n,
+                                       const unsigned char* p, std::size_t m, std::size_t pos) {
   const std::size_t last_start = n - m;
-  if (last_start >= kBlockStarts - 1) return BlockScan(t, n, p, m, pos);
   auto candidates = Bits(_mm_cmpeq_epi8(Load(t), _mm_set1_epi8(static_cast<char>(p[0])))) &
                     ((2u << last_start) - 1) & (0xFFFFu << pos);  // the starts pos to last_start
   for (; candidates != 0; candidates &= candidates - 1) {
@@ -155,6 +151,15 @@ std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned c
     if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
   }
   return kNotFound;
+}
+
+}  // namespace
+
+// Also the AVX2 level's kernel for texts of fewer than 32 starts.
+std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned char* p,
+                         std::size_t m, std::size_t pos) {
+  if (n - m < kBlockStarts - 1) return OneBlock(t, n, p, m, pos);
+  return BlockScan(t, n, p, m, pos);
 }
 
 extern const ScanKernels kScanSse2;
