@@ -13,6 +13,7 @@
 #include "fuzz_util.h"
 #include "models/search_model.h"
 #include "qor/qorstl.h"
+#include "search/scan_kernels.h"
 
 namespace {
 
@@ -54,6 +55,30 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t want = qor_test::NaiveFind(text, pattern);
   Check(qor::internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size()) == want,
         "the internal search against the naive one");
+  // Each level's kernels: the single-pattern filter from the first start, where the callers hand
+  // texts to it, and the byte scans of replace and the decoders.
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
+  const unsigned char byte = pattern.empty() ? 0 : p[0];
+  std::size_t count = 0, room = 0, pairs = 0;
+  for (unsigned char c : text) {
+    count += c == byte;
+    room += (c & 0xC0) != 0x80;
+    pairs += c >= 0xF0;
+  }
+  using qor::internal::Isa;
+  for (Isa isa : {Isa::kScalar, Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kNeon}) {
+    const qor::internal::ScanKernels* kernels = qor::internal::ScanKernelsFor(isa);
+    if (kernels == nullptr) continue;
+    if (text.size() >= 16 && pattern.size() >= 2 && pattern.size() <= text.size()) {
+      Check(kernels->find_from(t, text.size(), p, pattern.size(), 0) == want,
+            "a level's single-pattern filter against the naive search");
+    }
+    Check(kernels->count_byte(t, text.size(), byte) == count, "a level's byte count");
+    Check(kernels->last_byte(t, text.size(), byte) == text.rfind(static_cast<char>(byte)),
+          "a level's backward byte search");
+    Check(kernels->decoded_room(t, text.size(), true) == room + pairs, "a level's room count");
+  }
   Check(qor::string_find(text, pattern, true) == want, "string_find, match begin");
   Check(qor::string_find(text, pattern, false) == (want == kNpos ? kNpos : want + pattern.size()),
         "string_find, match end");

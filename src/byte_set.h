@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-#include "simd.h"
+#include "search/scan_kernels.h"
 
 namespace qor {
 namespace internal {
@@ -46,27 +46,27 @@ class ByteSet {
   template <typename Visit>
   void ForEachMember(const char* text, std::size_t size, Visit visit) const {
     std::size_t pos = 0;
-#if defined(QORSTL_HAVE_SSE2)
-    // Sets of a few bytes: sixteen bytes at a time, one comparison per member. Larger sets and the
-    // last bytes of the text take the map below.
-    unsigned char few[kVectorMembers];
-    const std::size_t distinct = Members(few);
-    if (size >= 16 && distinct > 0 && distinct <= kVectorMembers) {
-      __m128i members[kVectorMembers];
-      for (std::size_t i = 0; i < distinct; ++i)
-        members[i] = _mm_set1_epi8(static_cast<char>(few[i]));
-      for (; pos + 16 <= size; pos += 16) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
-        __m128i hits = _mm_cmpeq_epi8(block, members[0]);
-        for (std::size_t i = 1; i < distinct; ++i)
-          hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, members[i]));
-        for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(hits)); mask != 0;
-             mask &= mask - 1) {
-          if (!visit(pos + static_cast<std::size_t>(__builtin_ctz(mask)))) return;
+    if (size >= kSetBlock) {
+      // Sets of a few bytes: the level's kernel finds the blocks that hold a member. Larger sets,
+      // the portable level and the last bytes of the text take the map below.
+      const ScanKernels& kernels = BestScanKernels();
+      unsigned char few[kVectorMembers];
+      const std::size_t distinct = kernels.next_members != nullptr ? Members(few) : 0;
+      if (distinct > 0 && distinct <= kVectorMembers) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+        for (;;) {
+          const ByteHits hits = kernels.next_members(bytes, pos, size, few, distinct);
+          if (hits.mask == 0) {
+            pos = hits.at;
+            break;
+          }
+          for (std::uint64_t mask = hits.mask; mask != 0; mask &= mask - 1) {
+            if (!visit(hits.at + static_cast<std::size_t>(__builtin_ctzll(mask)))) return;
+          }
+          pos = hits.at + kSetBlock;
         }
       }
     }
-#endif
     // The plain rule: each byte looked up in the table.
     for (; pos < size; ++pos) {
       if (Contains(text[pos]) && !visit(pos)) return;
@@ -84,8 +84,6 @@ class ByteSet {
   }
 
  private:
-  static constexpr std::size_t kVectorMembers = 6;
-
   // The number of members; when it is at most kVectorMembers, they are also written to `few`.
   std::size_t Members(unsigned char* few) const {
     std::size_t count = 0;

@@ -17,6 +17,32 @@
 namespace qor {
 namespace internal {
 
+// Whether this build has a vector unit in its baseline (SSE2 on x86-64, NEON on aarch64), which the
+// short paths below use in place, without a CPU check or a call through a kernel table.
+#if defined(QORSTL_HAVE_SSE2) || defined(QORSTL_HAVE_NEON)
+constexpr bool kBaselineVectors = true;
+#else
+constexpr bool kBaselineVectors = false;
+#endif
+
+// Bit i set when p[i] == x, for the 16 bytes at p; byte by byte without a baseline vector unit.
+inline unsigned Equal16(const unsigned char* p, unsigned char x) {
+#if defined(QORSTL_HAVE_SSE2)
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(
+      _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_set1_epi8(static_cast<char>(x)))));
+#elif defined(QORSTL_HAVE_NEON)
+  static const std::uint8_t kWeights[16] = {1, 2, 4, 8, 16, 32, 64, 128,
+                                            1, 2, 4, 8, 16, 32, 64, 128};
+  const uint8x16_t weighted = vandq_u8(vceqq_u8(vld1q_u8(p), vdupq_n_u8(x)), vld1q_u8(kWeights));
+  return static_cast<unsigned>(vaddv_u8(vget_low_u8(weighted))) |
+         static_cast<unsigned>(vaddv_u8(vget_high_u8(weighted))) << 8;
+#else
+  unsigned bits = 0;
+  for (unsigned i = 0; i < 16; ++i) bits |= static_cast<unsigned>(p[i] == x) << i;
+  return bits;
+#endif
+}
+
 // Length of the leading run of bytes 01..7F in p[0, avail), at most `room`. When `out` is not null
 // the run is also widened into out[0, run). Bytes 00 and 80..FF end the run.
 inline std::size_t AsciiRunToWideScalar(const unsigned char* p, std::size_t avail, wchar_t* out,

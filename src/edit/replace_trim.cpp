@@ -7,7 +7,7 @@
 #include "byte_set.h"
 #include "find.h"
 #include "qor/qorstl.h"
-#include "simd.h"
+#include "search/scan_kernels.h"
 
 namespace {
 
@@ -23,22 +23,6 @@ std::size_t FindFrom(const char* text, std::size_t size, std::size_t from,
   return pos == kNotFound ? kNotFound : from + pos;
 }
 
-// Occurrences of the byte `c` in text[0, size).
-std::size_t CountByte(const char* text, std::size_t size, char c) {
-  std::size_t count = 0;
-  std::size_t pos = 0;
-#if defined(QORSTL_HAVE_SSE2)
-  const __m128i needle = _mm_set1_epi8(c);
-  for (; pos + 16 <= size; pos += 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos));
-    count += static_cast<std::size_t>(__builtin_popcount(
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)))));
-  }
-#endif
-  for (; pos < size; ++pos) count += text[pos] == c;
-  return count;
-}
-
 // Patterns up to this length may be searched from the back; each candidate then costs at most this
 // many byte comparisons, which keeps the backward search linear.
 constexpr std::size_t kBackwardMaxPattern = 16;
@@ -52,32 +36,20 @@ bool HasBorder(const std::string& pattern) {
 }
 
 // Start of the last occurrence of `pattern` that lies wholly inside text[0, end), or kNotFound:
-// a backward scan for the pattern's last byte, comparing the rest at each candidate.
+// the level's kernel finds each candidate for the pattern's last byte from the back, and the rest
+// is compared there.
 std::size_t FindLast(const char* text, std::size_t end, const std::string& pattern) {
   const std::size_t m = pattern.size();
   if (end < m) return kNotFound;
-  const char last = pattern[m - 1];
-  const auto matches_ending_at = [&](std::size_t last_pos) {
-    return std::memcmp(text + last_pos + 1 - m, pattern.data(), m - 1) == 0;
-  };
-  std::size_t pos = end;  // last-byte positions in [m - 1, pos) are still to be tried
-#if defined(QORSTL_HAVE_SSE2)
-  // Sixteen positions at a time, from the back; the scalar loop takes the first few.
-  const __m128i needle = _mm_set1_epi8(last);
-  while (pos >= m - 1 + 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + pos - 16));
-    for (auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)));
-         mask != 0;) {
-      const auto bit = static_cast<unsigned>(31 - __builtin_clz(mask));
-      if (matches_ending_at(pos - 16 + bit)) return pos - 16 + bit + 1 - m;
-      mask &= ~(1u << bit);
-    }
-    pos -= 16;
-  }
-#endif
-  while (pos > m - 1) {
-    --pos;
-    if (text[pos] == last && matches_ending_at(pos)) return pos + 1 - m;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+  const auto last = static_cast<unsigned char>(pattern[m - 1]);
+  const qor::internal::ScanKernels& kernels = qor::internal::BestScanKernels();
+  // Last-byte positions in [m - 1, pos) are still to be tried.
+  for (std::size_t pos = end; pos > m - 1;) {
+    const std::size_t at = kernels.last_byte(bytes + m - 1, pos - (m - 1), last);
+    if (at == kNotFound) return kNotFound;
+    if (std::memcmp(text + at, pattern.data(), m - 1) == 0) return at;
+    pos = at + m - 1;
   }
   return kNotFound;
 }
@@ -127,7 +99,9 @@ void string_replace(std::string& text, const std::string& from, const std::strin
   // `growth` per occurrence, so it never overtakes the bytes still to be read.
   std::size_t count = 0;
   if (from_size == 1) {
-    count = CountByte(text.data(), old_size, from[0]);
+    count =
+        internal::BestScanKernels().count_byte(reinterpret_cast<const unsigned char*>(text.data()),
+                                               old_size, static_cast<unsigned char>(from[0]));
   } else {
     for (std::size_t match = FindFrom(text.data(), old_size, 0, from); match != kNotFound;
          match = FindFrom(text.data(), old_size, match + from_size, from)) {
@@ -145,21 +119,6 @@ void string_replace(std::string& text, const std::string& from, const std::strin
     // text can be rebuilt from the back: every byte moves once, straight to its place.
     std::size_t read_end = old_size, write_end = new_size;
     for (std::size_t left = count; left > 0; --left) {
-#if defined(QORSTL_HAVE_SSE2)
-      if (from_size == 1) {
-        // Blocks of sixteen bytes without the byte move as they are scanned. The destination
-        // lies at or after the block itself, so no byte still to be read is overwritten.
-        const __m128i needle = _mm_set1_epi8(from[0]);
-        while (read_end >= 16) {
-          const __m128i block =
-              _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + read_end - 16));
-          if (_mm_movemask_epi8(_mm_cmpeq_epi8(block, needle)) != 0) break;
-          _mm_storeu_si128(reinterpret_cast<__m128i*>(data + write_end - 16), block);
-          read_end -= 16;
-          write_end -= 16;
-        }
-      }
-#endif
       const std::size_t match = FindLast(data, read_end, from);
       const std::size_t tail = read_end - (match + from_size);
       std::memmove(data + write_end - tail, data + match + from_size, tail);

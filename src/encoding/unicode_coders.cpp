@@ -8,7 +8,7 @@
 
 #include "encoding/decode_kernels.h"
 #include "encoding/utf8_rules.h"
-#include "simd.h"
+#include "search/scan_kernels.h"
 
 namespace qor {
 namespace internal {
@@ -54,47 +54,6 @@ inline unsigned DecodeSequence(const unsigned char* p, std::size_t avail, std::u
     return 4;
   }
   return 0;  // F5..FF start no sequence of a value up to 0x10FFFF
-}
-
-// Room for decoding p[0, n): one element for every byte that is not a continuation byte (each
-// decoded sequence starts at one), two for a four-byte lead when `units` asks for surrogate pairs.
-std::size_t DecodedRoomScalar(const unsigned char* p, std::size_t n, bool units) {
-  std::size_t room = 0;
-  for (std::size_t k = 0; k < n; ++k) {
-    room += static_cast<std::size_t>(!IsContinuation(p[k])) + (units && p[k] >= 0xF0 ? 1 : 0);
-  }
-  return room;
-}
-
-// As above, 16 bytes at a time; the scalar loop takes the last bytes.
-std::size_t DecodedRoom(const unsigned char* p, std::size_t n, bool units) {
-  std::size_t room = 0;
-  std::size_t i = 0;
-#if defined(QORSTL_HAVE_SSE2)
-  const __m128i zero = _mm_setzero_si128();
-  // As signed bytes, continuation bytes 80..BF are -128..-65, every other byte is above -65, and
-  // the leads F0..FF are -16..-1.
-  const __m128i continuation_ceiling = _mm_set1_epi8(-65);
-  const __m128i long_lead_floor = _mm_set1_epi8(-17);
-  while (n - i >= 16) {
-    // Per-lane byte counters (at most two a block), summed before any lane can pass 255.
-    const std::size_t blocks = (n - i) / 16 < 127 ? (n - i) / 16 : 127;
-    __m128i counts = zero;
-    for (std::size_t b = 0; b < blocks; ++b, i += 16) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
-      // A compare gives -1 where it holds, so subtracting it counts.
-      counts = _mm_sub_epi8(counts, _mm_cmpgt_epi8(v, continuation_ceiling));
-      if (units) {
-        counts = _mm_sub_epi8(
-            counts, _mm_and_si128(_mm_cmpgt_epi8(v, long_lead_floor), _mm_cmplt_epi8(v, zero)));
-      }
-    }
-    const __m128i sums = _mm_sad_epu8(counts, zero);
-    room += static_cast<std::size_t>(_mm_cvtsi128_si32(sums)) +
-            static_cast<std::size_t>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
-  }
-#endif
-  return room + DecodedRoomScalar(p + i, n - i, units);
 }
 
 // UTF-8 to wide elements at out, which has room for `room` of them: code points, or UTF-16 code
@@ -148,7 +107,7 @@ bool DecodeUtf8(const std::string& text, std::wstring& out) {
     out.assign(buffer, written);
     return true;
   }
-  const std::size_t room = DecodedRoom(p, n, kUnits);
+  const std::size_t room = BestScanKernels().decoded_room(p, n, kUnits);
   if (room == 0) return false;  // nothing but continuation bytes
   out.assign(room, L'\0');
   const std::size_t written = DecodeInto<kUnits>(p, n, &out[0], room);

@@ -1,8 +1,12 @@
-// First occurrence of one pattern: a memchr/memcmp scan, with Two-Way taking over on bad input.
+// First occurrence of one pattern: the short path and the first candidate in place, the level's
+// block filter after it, and the plain memchr scan and Two-Way that the filters fall back to.
 #include "find.h"
 
 #include <cstring>
+#include <string>
 
+#include "qor/qorstl.h"
+#include "search/scan_kernels.h"
 #include "simd.h"
 
 namespace qor {
@@ -95,30 +99,21 @@ std::size_t TwoWay(const unsigned char* t, std::size_t n, const unsigned char* p
   return kNotFound;
 }
 
-// Whether a[0, len) equals b[0, len): short lengths in place, longer ones through memcmp.
-inline bool SameBytes(const unsigned char* a, const unsigned char* b, std::size_t len) {
-  if (len > 16) return std::memcmp(a, b, len) == 0;
-  for (std::size_t i = 0; i < len; ++i)
-    if (a[i] != b[i]) return false;
-  return true;
-}
+// Texts shorter than this take no scan.
+constexpr std::size_t kShortText = 16;
 
-// The search's last resort once a scan has met too many near-matches: no occurrence starts before
-// `pos`, and Two-Way finds the first one from there. Kept out of line, so that the scans that
-// call it stay small.
-[[gnu::noinline]] std::size_t TwoWayFrom(const unsigned char* t, std::size_t n,
-                                         const unsigned char* p, std::size_t m, std::size_t pos) {
+}  // namespace
+
+std::size_t TwoWayFrom(const unsigned char* t, std::size_t n, const unsigned char* p, std::size_t m,
+                       std::size_t pos) {
   const std::size_t found = TwoWay(t + pos, n - pos, p, m);
   return found == kNotFound ? kNotFound : pos + found;
 }
 
-// The plain rule: find the pattern's first byte where a match can still start, compare the whole
-// pattern there (its last byte first), and go on one byte after a failed candidate.
-[[gnu::noinline]] std::size_t MemchrScan(const unsigned char* t, std::size_t n,
-                                         const unsigned char* p, std::size_t m) {
+std::size_t MemchrScanFrom(const unsigned char* t, std::size_t n, const unsigned char* p,
+                           std::size_t m, std::size_t pos) {
   const std::size_t last_start = n - m;
   std::size_t work = 0;
-  std::size_t pos = 0;
   while (pos <= last_start) {
     const void* hit = std::memchr(t + pos, p[0], last_start - pos + 1);
     if (hit == nullptr) return kNotFound;
@@ -134,116 +129,73 @@ inline bool SameBytes(const unsigned char* a, const unsigned char* b, std::size_
   return kNotFound;
 }
 
-// Texts shorter than this take no scan.
-constexpr std::size_t kShortText = 16;
+namespace {
 
-#if defined(QORSTL_HAVE_SSE2)
-// Starts tested by one vector block.
-constexpr std::size_t kBlockStarts = 16;
-
-// Blocks in a row without the pattern's first byte after which memchr jumps to its next
-// occurrence.
-constexpr unsigned kBlocksBeforeMemchr = 4;
-
-// Fewer starts than a block holds, but a block of text to read: one comparison with the first
-// byte finds every candidate, each then tested in place.
-std::size_t OneBlock(const unsigned char* t, std::size_t n, const unsigned char* p, std::size_t m) {
+// Fewer starts than a block, and a block of text to read: one comparison of the first 16 bytes
+// with the pattern's first byte finds every candidate, each then tested in place.
+[[gnu::noinline]] std::size_t FindInOneBlock(const unsigned char* t, std::size_t n,
+                                             const unsigned char* p, std::size_t m) {
   const std::size_t last_start = n - m;
-  const __m128i heads = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t)),
-                                       _mm_set1_epi8(static_cast<char>(p[0])));
-  auto candidates = static_cast<unsigned>(_mm_movemask_epi8(heads)) &
-                    ((2u << last_start) - 1);  // the starts 0 to last_start
-  for (; candidates != 0; candidates &= candidates - 1) {
-    const auto at = static_cast<std::size_t>(__builtin_ctz(candidates));
+  for (unsigned starts = Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
+       starts &= starts - 1) {
+    const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
     if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
   }
   return kNotFound;
 }
 
-// Sixteen starts at a time from `pos`: a start is a candidate only when both the pattern's first
-// and last bytes agree with the text there, which real text rarely allows. Where the first byte is
-// rare (four blocks in a row without it), memchr jumps to its next occurrence instead. The last
-// starts, fewer than sixteen, are taken by one more block that ends at the last start, its starts
-// already tried masked out. Out of line, so that a call that ends before it pays for no registers
-// it saves.
-[[gnu::noinline]] std::size_t BlockScan(const unsigned char* t, std::size_t n,
-                                        const unsigned char* p, std::size_t m, std::size_t pos) {
+// A longer text: memchr looks for the first candidate, as it reads a text without the pattern's
+// first byte faster than blocks do (in real text the first candidate is often the occurrence), and
+// the level's block filter takes over after it.
+[[gnu::noinline]] std::size_t FindInBlocks(const unsigned char* t, std::size_t n,
+                                           const unsigned char* p, std::size_t m) {
   const std::size_t last_start = n - m;
-  const __m128i first = _mm_set1_epi8(static_cast<char>(p[0]));
-  const __m128i last = _mm_set1_epi8(static_cast<char>(p[m - 1]));
-  std::size_t work = 0;
-  unsigned blocks_without_first = 0;
-  while (pos <= last_start) {
-    std::size_t at = pos;
-    unsigned untried = 0xFFFF;
-    if (last_start - pos < kBlockStarts - 1) {
-      at = last_start - (kBlockStarts - 1);
-      untried = (0xFFFFu << (pos - at)) & 0xFFFFu;
+  const void* hit = std::memchr(t, p[0], last_start + 1);
+  if (hit == nullptr) return kNotFound;
+  const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+  if (t[pos + m - 1] == p[m - 1] && SameBytes(t + pos + 1, p + 1, m - 2)) return pos;
+  if (pos == last_start) return kNotFound;
+  return BestScanKernels().find_from(t, n, p, m, pos + 1);
+}
+
+// The whole search, inlined into its two callers. Texts shorter than a block are searched in place:
+// each start tried, its first and last bytes first, without a call that would cost more than the
+// bytes it reads.
+inline std::size_t Find(const char* text, std::size_t n, const char* pattern, std::size_t m) {
+  if (m == 0) return 0;
+  if (m > n) return kNotFound;
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
+  if (n >= kShortText) {
+    if (m == 1) {
+      const void* hit = std::memchr(t, p[0], n);
+      return hit == nullptr ? kNotFound
+                            : static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
     }
-    const __m128i heads =
-        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(t + at)), first);
-    if ((static_cast<unsigned>(_mm_movemask_epi8(heads)) & untried) == 0) {
-      pos = at + kBlockStarts;
-      if (++blocks_without_first < kBlocksBeforeMemchr || pos > last_start) continue;
-      blocks_without_first = 0;
-      const void* hit = std::memchr(t + pos, p[0], last_start - pos + 1);
-      if (hit == nullptr) return kNotFound;
-      pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-      continue;
-    }
-    blocks_without_first = 0;
-    const __m128i tails = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + at + m - 1));
-    auto candidates =
-        untried &
-        static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(heads, _mm_cmpeq_epi8(tails, last))));
-    for (; candidates != 0; candidates &= candidates - 1) {
-      const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
-      if (SameBytes(t + at + offset + 1, p + 1, m - 2)) return at + offset;
-      work += m + kCandidateCost;
-    }
-    pos = at + kBlockStarts;
-    if (pos <= last_start && OverWorkBudget(work, pos)) return TwoWayFrom(t, n, p, m, pos);
+    if (kBaselineVectors && n - m < kShortText - 1) return FindInOneBlock(t, n, p, m);
+    return FindInBlocks(t, n, p, m);
+  }
+  for (std::size_t at = 0; at + m <= n; ++at) {
+    if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
+        (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))
+      return at;
   }
   return kNotFound;
 }
-#endif
 
 }  // namespace
 
 std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
                       std::size_t pattern_len) {
-  const std::size_t n = text_len;
-  const std::size_t m = pattern_len;
-  if (m == 0) return 0;
-  if (m > n) return kNotFound;
-  const auto* t = reinterpret_cast<const unsigned char*>(text);
-  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
-
-  if (n < kShortText) {
-    // Fewer bytes than a block: each start tried in place, its first and last bytes first, without
-    // a call to memchr that costs more than the bytes it reads.
-    for (std::size_t at = 0; at + m <= n; ++at) {
-      if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&
-          (m <= 2 || SameBytes(t + at + 1, p + 1, m - 2)))
-        return at;
-    }
-    return kNotFound;
-  }
-#if defined(QORSTL_HAVE_SSE2)
-  if (m >= 2) {
-    const std::size_t last_start = n - m;
-    if (last_start < kBlockStarts - 1) return OneBlock(t, n, p, m);
-    // The first candidate through memchr, which reads a text without the first byte faster than
-    // the blocks do; in real text it is often the occurrence. The blocks take over after it.
-    const void* hit = std::memchr(t, p[0], last_start + 1);
-    if (hit == nullptr) return kNotFound;
-    const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-    if (t[pos + m - 1] == p[m - 1] && SameBytes(t + pos + 1, p + 1, m - 2)) return pos;
-    return pos == last_start ? kNotFound : BlockScan(t, n, p, m, pos + 1);
-  }
-#endif
-  return MemchrScan(t, n, p, m);
+  return Find(text, text_len, pattern, pattern_len);
 }
 
 }  // namespace internal
+
+std::size_t string_find(const std::string& text, const std::string& pattern, bool match_begin) {
+  const std::size_t pos = internal::Find(text.data(), text.size(), pattern.data(), pattern.size());
+  if (pos == internal::kNotFound || match_begin) return pos;
+  return pos + pattern.size();
+}
+
 }  // namespace qor

@@ -1,4 +1,4 @@
-// Search for one pattern, and cutting a text in two at a separator string or a separator byte.
+// Cutting a text in two at a separator string or a separator byte.
 #include <cstring>
 #include <string>
 
@@ -36,14 +36,6 @@ void AssignWhole(const std::string& text, std::string& left, std::string& right)
 }
 
 }  // namespace
-
-std::size_t string_find(const std::string& text, const std::string& pattern, bool match_begin) {
-  if (pattern.empty()) return 0;
-  const std::size_t pos =
-      internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size());
-  if (pos == kNotFound) return kNotFound;
-  return match_begin ? pos : pos + pattern.size();
-}
 
 std::size_t string_slice2(const std::string& text, const std::string& separator, std::string& left,
                           std::string& right) {

@@ -59,6 +59,20 @@ struct NibbleMasks {
   std::size_t bytes;  // 1 to kNibbleBytes, at most the shortest needle's size
 };
 
+// The tables of the few-pattern kernels: the needles of a short list spread over eight
+// buckets of consecutive ranks, and for each of the first `bytes` bytes the buckets holding a
+// needle whose byte there has a given low (lo) or high (hi) nibble, repeated for both 128-bit
+// halves of a vector. bucket_begin[b] is the first needle of bucket b; bucket_begin[8] is count.
+constexpr std::size_t kFewBuckets = 8;
+constexpr std::size_t kFewBytes = 3;
+struct FewTables {
+  alignas(32) unsigned char lo[kFewBytes][32];
+  alignas(32) unsigned char hi[kFewBytes][32];
+  std::size_t bucket_begin[kFewBuckets + 1];
+  std::size_t bytes;  // 1 to kFewBytes, at most the shortest needle's size
+};
+void BuildFewTables(const Needle* needles, std::size_t count, FewTables& tables);
+
 // The kernels of one level. Each one-pass search has the contract of FinishOneByOne with from == 0
 // and no hit so far.
 struct MultiFindKernels {

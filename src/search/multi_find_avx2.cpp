@@ -14,23 +14,14 @@ namespace qor {
 namespace internal {
 namespace {
 
-constexpr std::size_t kBuckets = 8;
-
 // Lists of at most this many needles are searched by SearchFewAvx2; longer ones by the hashes,
 // behind MarkCandidatesAvx2.
 constexpr std::size_t kAvx2MaxNeedles = 24;
 
-// Per fingerprint byte j: the buckets holding a pattern whose byte j has a given low nibble (lo) or
-// high nibble (hi), the 16 entries repeated in both halves for the per-half byte shuffle.
-struct NibbleTables {
-  alignas(32) unsigned char lo[3][32];
-  alignas(32) unsigned char hi[3][32];
-};
-
 template <std::size_t kBytes>
 MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles, std::size_t count,
-              MultiGoal goal, std::size_t limit, const NibbleTables& tables,
-              const std::size_t* bucket_begin) {
+              MultiGoal goal, std::size_t limit, const FewTables& tables) {
+  const std::size_t* bucket_begin = tables.bucket_begin;
   __m256i lo[kBytes], hi[kBytes];
   for (std::size_t j = 0; j < kBytes; ++j) {
     lo[j] = _mm256_load_si256(reinterpret_cast<const __m256i*>(tables.lo[j]));
@@ -134,33 +125,15 @@ void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std
 
 MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
                        std::size_t count, MultiGoal goal, std::size_t limit) {
-  NibbleTables tables;
-  std::memset(&tables, 0, sizeof tables);
-  std::size_t bucket_begin[kBuckets + 1];
-  for (std::size_t b = 0; b <= kBuckets; ++b) bucket_begin[b] = b * count / kBuckets;
-  std::size_t shortest = 3;
-  for (std::size_t i = 0; i < count; ++i)
-    shortest = needles[i].size < shortest ? needles[i].size : shortest;
-  const std::size_t bytes = shortest;
-  for (std::size_t b = 0; b < kBuckets; ++b) {
-    const auto bit = static_cast<unsigned char>(1u << b);
-    for (std::size_t i = bucket_begin[b]; i < bucket_begin[b + 1]; ++i) {
-      for (std::size_t j = 0; j < bytes; ++j) {
-        const unsigned char c = needles[i].bytes[j];
-        tables.lo[j][c & 0x0F] |= bit;
-        tables.lo[j][16 + (c & 0x0F)] |= bit;
-        tables.hi[j][c >> 4] |= bit;
-        tables.hi[j][16 + (c >> 4)] |= bit;
-      }
-    }
-  }
-  switch (bytes) {
+  FewTables tables;
+  BuildFewTables(needles, count, tables);
+  switch (tables.bytes) {
     case 1:
-      return Scan<1>(text, size, needles, count, goal, limit, tables, bucket_begin);
+      return Scan<1>(text, size, needles, count, goal, limit, tables);
     case 2:
-      return Scan<2>(text, size, needles, count, goal, limit, tables, bucket_begin);
+      return Scan<2>(text, size, needles, count, goal, limit, tables);
     default:
-      return Scan<3>(text, size, needles, count, goal, limit, tables, bucket_begin);
+      return Scan<3>(text, size, needles, count, goal, limit, tables);
   }
 }
 

@@ -38,6 +38,27 @@ MultiHit FinishOneByOne(const unsigned char* text, std::size_t size, std::size_t
   return best;
 }
 
+void BuildFewTables(const Needle* needles, std::size_t count, FewTables& tables) {
+  std::memset(tables.lo, 0, sizeof tables.lo);
+  std::memset(tables.hi, 0, sizeof tables.hi);
+  for (std::size_t b = 0; b <= kFewBuckets; ++b) tables.bucket_begin[b] = b * count / kFewBuckets;
+  std::size_t bytes = kFewBytes;
+  for (std::size_t i = 0; i < count; ++i) bytes = std::min(bytes, needles[i].size);
+  tables.bytes = bytes;
+  for (std::size_t b = 0; b < kFewBuckets; ++b) {
+    const auto bit = static_cast<unsigned char>(1u << b);
+    for (std::size_t i = tables.bucket_begin[b]; i < tables.bucket_begin[b + 1]; ++i) {
+      for (std::size_t j = 0; j < bytes; ++j) {
+        const unsigned char c = needles[i].bytes[j];
+        tables.lo[j][c & 0x0F] |= bit;
+        tables.lo[j][16 + (c & 0x0F)] |= bit;
+        tables.hi[j][c >> 4] |= bit;
+        tables.hi[j][16 + (c >> 4)] |= bit;
+      }
+    }
+  }
+}
+
 }  // namespace internal
 
 namespace {
@@ -251,8 +272,9 @@ MultiHit internal::SearchWithHashes(const unsigned char* text, std::size_t size,
 
 namespace internal {
 
-// Defined by the kernel units, which exist only in x86-64 builds with the kernels enabled.
+// Defined by the kernel units, which exist only in builds with the kernels of their level.
 extern const MultiFindKernels kMultiFindAvx2;
+extern const MultiFindKernels kMultiFindNeon;
 
 namespace {
 
@@ -269,6 +291,10 @@ const MultiFindKernels* MultiFindKernelsFor(Isa isa) {
     case Isa::kAvx2:
     case Isa::kAvx512:  // the AVX2 kernels
       return &kMultiFindAvx2;
+#endif
+#if defined(QORSTL_NEON_KERNELS) && defined(__aarch64__)
+    case Isa::kNeon:
+      return &kMultiFindNeon;
 #endif
     default:
       return &kMultiFindScalar;
