@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <new>
@@ -33,20 +34,43 @@ std::unique_ptr<char[]> FormatNarrow(const char* fmt, va_list args) {
   return buffer;
 }
 
-// The text FormatNarrow gives, up to its first zero byte, formatted straight into the string.
-std::string FormatNarrowString(const char* fmt, va_list args) {
+// The position of the first zero byte of s[0, size), or size: eight bytes at a time for the short
+// outputs most formats give, the platform's scan for long ones.
+std::size_t FirstZero(const char* s, std::size_t size) {
+  if (size > 64) {
+    const void* zero = std::memchr(s, 0, size);
+    return zero == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(zero) - s);
+  }
+  constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+  std::size_t i = 0;
+  for (; i + 8 <= size; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, s + i, 8);
+    if (((word - kOnes) & ~word & (kOnes << 7)) != 0) break;
+  }
+  while (i < size && s[i] != '\0') ++i;
+  return i;
+}
+
+// Sets the empty string `out` to the text FormatNarrow gives, up to its first zero byte, formatted
+// straight into it: its own buffer when the text fits there, else one of exactly the measured size.
+inline void FormatNarrowInto(std::string& out, const char* fmt, va_list args) {
   va_list pass;
   va_copy(pass, args);
   const int length = std::vsnprintf(nullptr, 0, fmt, pass);
   va_end(pass);
-  if (length <= 0) return std::string();
+  if (length <= 0) return;
   if (length == INT_MAX) throw std::bad_alloc();
-  std::string out(static_cast<std::size_t>(length), '\0');
+  const auto size = static_cast<std::size_t>(length);
+  if (size <= out.capacity())
+    out.resize(size);
+  else
+    out = std::string(size, '\0');
   va_copy(pass, args);
-  std::vsnprintf(&out[0], out.size() + 1, fmt, pass);
+  std::vsnprintf(&out[0], size + 1, fmt, pass);
   va_end(pass);
-  out.erase(std::char_traits<char>::length(out.c_str()));  // a %c of zero ends the text
-  return out;
+  const std::size_t end = FirstZero(out.data(), size);  // a %c of zero ends the text
+  if (end < size) out.erase(end);
 }
 
 // vswprintf cannot measure, and answers -1 both for a buffer that is too small and for a conversion
@@ -104,7 +128,7 @@ std::string format_astring(const char* fmt, ...) {
   va_start(args, fmt);
   std::string out;
   try {
-    out = FormatNarrowString(fmt, args);
+    FormatNarrowInto(out, fmt, args);
   } catch (...) {
     va_end(args);
     throw;

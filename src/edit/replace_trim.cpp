@@ -1,5 +1,6 @@
 // In-place editing of narrow strings: replacing every occurrence of a byte sequence, and trimming
 // the bytes of a set from either end.
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -143,66 +144,111 @@ void string_replace(std::string& text, const std::string& from, const std::strin
 
 namespace {
 
-// The trims over a set of either kind: FewBytes for the usual few bytes, the map for more.
-template <typename Set>
-std::size_t LeftEnd(const std::string& text, const Set& set) {
-  std::size_t strip = 0;
-  while (strip < text.size() && set.Contains(text[strip])) ++strip;
-  return strip;
+// The trims test each byte they may remove against the set, and stop at the first byte outside it.
+// A set of up to eight bytes (nearly every set a caller passes) is held in the lanes of one word,
+// built from two loads; larger sets take the 256-bit map, in functions of their own so that the
+// common path keeps its few registers and no stack frame.
+
+const unsigned char* Bytes(const std::string& s) {
+  return reinterpret_cast<const unsigned char*>(s.data());
 }
 
+// The length of the leading run of bytes of s[0, size) that are in the set.
 template <typename Set>
-std::size_t RightEnd(const std::string& text, std::size_t begin, const Set& set) {
-  std::size_t keep = text.size();
-  while (keep > begin && set.Contains(text[keep - 1])) --keep;
-  return keep;
+std::size_t LeftRun(const char* s, std::size_t size, const Set& set) {
+  const char* p = s;
+  const char* const end = s + size;
+  while (p != end && set.Contains(*p)) ++p;
+  return static_cast<std::size_t>(p - s);
+}
+
+// The length of s[begin, size) without its trailing run of bytes in the set.
+template <typename Set>
+std::size_t RightEnd(const char* s, std::size_t begin, std::size_t size, const Set& set) {
+  const char* p = s + size;
+  while (p != s + begin && set.Contains(p[-1])) --p;
+  return static_cast<std::size_t>(p - s);
+}
+
+// Moves from[0, size) down to `to` (to < from; the two may overlap). Up to 16 bytes go through
+// registers, every load before the first store, which costs less than a call on the few bytes a
+// trim usually keeps; more go to memmove.
+void MoveDown(char* to, const char* from, std::size_t size) {
+  if (size > 16) {
+    std::memmove(to, from, size);
+  } else if (size >= 8) {
+    std::uint64_t head, tail;
+    std::memcpy(&head, from, 8);
+    std::memcpy(&tail, from + size - 8, 8);
+    std::memcpy(to, &head, 8);
+    std::memcpy(to + size - 8, &tail, 8);
+  } else if (size >= 4) {
+    std::uint32_t head, tail;
+    std::memcpy(&head, from, 4);
+    std::memcpy(&tail, from + size - 4, 4);
+    std::memcpy(to, &head, 4);
+    std::memcpy(to + size - 4, &tail, 4);
+  } else {
+    for (std::size_t i = 0; i < size; ++i) to[i] = from[i];
+  }
 }
 
 // Keeps text[begin, end): the bytes move to the front and the string is cut there, which never
 // allocates (as erase).
 void Keep(std::string& text, std::size_t begin, std::size_t end) {
-  if (begin > 0) std::memmove(&text[0], text.data() + begin, end - begin);
+  if (begin > 0) MoveDown(&text[0], text.data() + begin, end - begin);
   if (end - begin < text.size()) text.erase(end - begin);
 }
 
-// The same bytes as trim_left followed by trim_right: the right end is looked for only among the
-// bytes the left trim keeps.
-template <typename Set>
-void TrimBoth(std::string& text, const Set& set) {
-  const std::size_t begin = LeftEnd(text, set);
-  Keep(text, begin, RightEnd(text, begin, set));
+__attribute__((noinline)) void TrimLeftMany(std::string& text, const std::string& chars) {
+  Keep(text, LeftRun(text.data(), text.size(), internal::ByteSet(chars)), text.size());
 }
 
-const unsigned char* Bytes(const std::string& s) {
-  return reinterpret_cast<const unsigned char*>(s.data());
+__attribute__((noinline)) void TrimRightMany(std::string& text, const std::string& chars) {
+  Keep(text, 0, RightEnd(text.data(), 0, text.size(), internal::ByteSet(chars)));
+}
+
+__attribute__((noinline)) void TrimBothMany(std::string& text, const std::string& chars) {
+  const internal::ByteSet set(chars);
+  const std::size_t begin = LeftRun(text.data(), text.size(), set);
+  Keep(text, begin, RightEnd(text.data(), begin, text.size(), set));
 }
 
 }  // namespace
 
 std::string& trim_left(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const std::size_t strip = chars.size() <= internal::FewBytes::kMax
-                                ? LeftEnd(text, internal::FewBytes(Bytes(chars), chars.size()))
-                                : LeftEnd(text, internal::ByteSet(chars));
-  Keep(text, strip, text.size());
+  if (chars.size() > internal::FewBytes::kMax) {
+    TrimLeftMany(text, chars);
+    return text;
+  }
+  const internal::FewBytes set(Bytes(chars), chars.size());
+  Keep(text, LeftRun(text.data(), text.size(), set), text.size());
   return text;
 }
 
 std::string& trim_right(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  const std::size_t keep = chars.size() <= internal::FewBytes::kMax
-                               ? RightEnd(text, 0, internal::FewBytes(Bytes(chars), chars.size()))
-                               : RightEnd(text, 0, internal::ByteSet(chars));
-  Keep(text, 0, keep);
+  if (chars.size() > internal::FewBytes::kMax) {
+    TrimRightMany(text, chars);
+    return text;
+  }
+  const internal::FewBytes set(Bytes(chars), chars.size());
+  Keep(text, 0, RightEnd(text.data(), 0, text.size(), set));
   return text;
 }
 
+// The same bytes as trim_left followed by trim_right: the right end is looked for only among the
+// bytes the left trim keeps.
 std::string& trim_both(std::string& text, const std::string& chars) {
   if (text.empty() || chars.empty()) return text;
-  if (chars.size() <= internal::FewBytes::kMax)
-    TrimBoth(text, internal::FewBytes(Bytes(chars), chars.size()));
-  else
-    TrimBoth(text, internal::ByteSet(chars));
+  if (chars.size() > internal::FewBytes::kMax) {
+    TrimBothMany(text, chars);
+    return text;
+  }
+  const internal::FewBytes set(Bytes(chars), chars.size());
+  const std::size_t begin = LeftRun(text.data(), text.size(), set);
+  Keep(text, begin, RightEnd(text.data(), begin, text.size(), set));
   return text;
 }
 

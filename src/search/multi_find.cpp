@@ -108,6 +108,11 @@ std::size_t ListedCount(const std::vector<std::string>& patterns) {
   return std::min(patterns.size(), kMaxListedPatterns);
 }
 
+// A few patterns over a text of a few hundred bytes are searched one by one as well: reading the
+// text once per pattern costs less than ordering the list and building the filter while the text's
+// length times the number of patterns stays under this many bytes.
+constexpr std::size_t kShortListWork = 1536;
+
 // Lists up to this long are ordered on the stack, by insertion (which is stable); a longer list
 // takes one heap array and the standard stable sort. The orderings are those of less_len,
 // great_len, the string's less-than and greater, written inline.
@@ -187,7 +192,8 @@ std::size_t string_find(const std::string& text, const std::vector<std::string>&
   // The order is built over pointers to the caller's entries: a stable ordering gives them exactly
   // the order it would give copies of the strings, without copying any pattern's bytes.
   const std::size_t count = ListedCount(patterns);
-  if (text.size() < kFilterMinText) {
+  if (text.size() < kFilterMinText ||
+      (text.size() < kShortListWork && text.size() * count < kShortListWork)) {
     // A short text: every pattern that could still win is searched, in list order, and the
     // winner is the first of those found in the mode's order, the earliest in the list among
     // equals, as the stable order of a copy would have it. No order is built.

@@ -152,6 +152,31 @@ TEST(Compare, MatchesModelOnRandomText) {
   }
 }
 
+// Every text length from 0 to 70 and around the sixteen-byte blocks of the scan for first bytes
+// (texts over 32 bytes): parts cut from every start of the text, letters in either case, now and
+// then one byte changed, so that near-misses, matches at both ends and parts that begin with a
+// byte above 0x7F or a zero byte all occur.
+TEST(ContainsIgnoreCase, EveryShortLengthAgainstTheModel) {
+  const std::string letters("aAbB[{\xC3\xE3\0", 9);
+  std::mt19937 rng(32);
+  std::vector<std::size_t> lengths;
+  for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
+  for (std::size_t n : {95, 96, 97, 127, 128, 129, 255, 256, 257}) lengths.push_back(n);
+  for (std::size_t n : lengths) {
+    std::string text(n, 'a');
+    for (char& c : text) c = letters[rng() % letters.size()];
+    for (std::size_t start = 0; start <= n && !HasFailure(); ++start) {
+      std::string part = text.substr(start, 1 + rng() % 6);
+      for (char& c : part)
+        if (std::isalpha(static_cast<unsigned char>(c)) && rng() % 2) c = char(c ^ 0x20);
+      if (!part.empty() && rng() % 4 == 0)
+        part[rng() % part.size()] = letters[rng() % letters.size()];
+      EXPECT_EQ(qor::string_containsIgnoreCase(text, part), qor_test::ContainsFolded(text, part))
+          << Hex(text) << " / " << Hex(part);
+    }
+  }
+}
+
 // Under a Latin-1 locale, whose tolower also maps 0xC0..0xDE to 0xE0..0xFE, the containment test
 // still folds only the bytes below 0x80: short texts, scanned byte by byte, and long ones, whose
 // first bytes are looked up among the locale's folds.
@@ -171,6 +196,8 @@ TEST(ContainsIgnoreCase, FoldsOnlyAsciiUnderLatin1) {
       {pad + "\xC4rger", "\xE4rger", false},
       {pad + "\xE4rGer", "\xE4RgER", true},
       {pad + "Stra\xDF" "e", "STRA\xDF" "E", true},
+      {pad.substr(0, 40) + "\xC4rger", "\xE4rger", false},
+      {pad.substr(0, 40) + "\xC4rGer", "\xC4RgER", true},
   };
   // clang-format on
   for (const auto& c : cases)

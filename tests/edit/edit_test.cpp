@@ -164,6 +164,27 @@ TEST(Format, Table) {
   }
 }
 
+// A %c of zero ends the text wherever it falls: every output length up to 80 (the string's own
+// buffer, a buffer of the measured size, the eight-at-a-time and the long scans for the zero) with
+// the zero at every position, or none.
+TEST(Format, CutAtTheFirstZeroOfEveryLength) {
+  const std::string letters(80, 'x');
+  for (std::size_t size = 1; size <= 80; ++size) {
+    for (std::size_t zero = 0; zero <= size && !HasFailure(); ++zero) {
+      const int c = zero < size ? 0 : 'x';
+      const std::size_t before = std::min(zero, size - 1), after = size - 1 - before;
+      const std::string want = letters.substr(0, zero < size ? zero : size);
+      const auto formatted = qor::format_astring("%.*s%c%.*s", int(before), letters.c_str(), c,
+                                                 int(after), letters.c_str());
+      EXPECT_EQ(formatted, want) << size << " " << zero;
+      EXPECT_EQ(Twice(qor::format_string_v, "%.*s%c%.*s", int(before), letters.c_str(), c,
+                      int(after), letters.c_str()),
+                want + want)
+          << size << " " << zero;
+    }
+  }
+}
+
 // Hexadecimal only from "0x" or "0X" at byte 0; the int is the low 32 bits of strtol's long.
 TEST(Parse, Table) {
   // clang-format off
