@@ -12,8 +12,9 @@ namespace qor {
 namespace internal {
 namespace {
 
-constexpr PackTable kPack;
-constexpr BmpPackTable kBmpPack;
+constexpr FormPack kFormPack;
+constexpr UnitPack kUnitPack;
+constexpr ShortPack kShortPack;
 
 struct RuleVectors {
   __m256i one, flip, max, top21, tag, excluded;
@@ -128,31 +129,13 @@ inline std::size_t EightToUtf8(__m256i v, unsigned char* out) {
   _mm_storeu_si128(
       reinterpret_cast<__m128i*>(out),
       _mm_shuffle_epi8(_mm256_castsi256_si128(lanes),
-                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[low]))));
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kFormPack.shuffle[low]))));
   _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(out + kPack.length[low]),
+      reinterpret_cast<__m128i*>(out + kFormPack.length[low]),
       _mm_shuffle_epi8(_mm256_extracti128_si256(lanes, 1),
-                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[high]))));
-  return std::size_t{kPack.length[low]} + kPack.length[high];
+                       _mm_load_si128(reinterpret_cast<const __m128i*>(kFormPack.shuffle[high]))));
+  return std::size_t{kFormPack.length[low]} + kFormPack.length[high];
 }
-
-// For eight 16-bit lanes, each holding the one- or two-byte form of an element (lead lowest), by
-// the lanes that hold one byte (bit k for lane k): the shuffle that packs the forms together.
-struct ShortPack {
-  alignas(16) unsigned char shuffle[256][16];
-  constexpr ShortPack() : shuffle() {
-    for (unsigned ascii = 0; ascii < 256; ++ascii) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 8; ++lane) {
-        shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane);
-        if (((ascii >> lane) & 1u) == 0)
-          shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane + 1);
-      }
-      for (; pos < 16; ++pos) shuffle[ascii][pos] = 0x80;
-    }
-  }
-};
-constexpr ShortPack kShortPack;
 
 // The sixteen elements a, b (all 1..7FF) to their one- and two-byte forms at out; returns the
 // bytes. Each half is stored as 16 bytes, so up to 8 bytes past the result are overwritten.
@@ -165,11 +148,11 @@ inline std::size_t SixteenShortToUtf8(__m256i a, __m256i b, unsigned char* out) 
                       _mm256_slli_epi16(_mm256_and_si256(units, _mm256_set1_epi16(0x3F)), 8)),
       _mm256_set1_epi16(static_cast<short>(0x80C0)));
   const __m256i forms = _mm256_blendv_epi8(pair, units, ascii);
-  const auto ones = static_cast<unsigned>(
-      _mm256_movemask_epi8(_mm256_packs_epi16(ascii, _mm256_setzero_si256())));
-  const unsigned low = ones & 0xFF, high = (ones >> 16) & 0xFF;
-  const unsigned low_length = 16 - static_cast<unsigned>(__builtin_popcount(low));
-  const unsigned high_length = 16 - static_cast<unsigned>(__builtin_popcount(high));
+  // Bit 2k for element k of a half, as kShortPack reads it: set for two bytes.
+  const auto two = static_cast<std::uint32_t>(~_mm256_movemask_epi8(ascii)) & 0x55555555u;
+  const unsigned low = (two | two >> 7) & 0xFF, high = (two >> 16 | two >> 23) & 0xFF;
+  const unsigned low_length = kShortPack.length[low];
+  const unsigned high_length = kShortPack.length[high];
   const __m256i order = _mm256_inserti128_si256(
       _mm256_castsi128_si256(
           _mm_load_si128(reinterpret_cast<const __m128i*>(kShortPack.shuffle[low]))),
@@ -218,20 +201,21 @@ inline std::size_t SixteenBmpToUtf8(__m256i a, __m256i b, unsigned char* out) {
   // Lanes of elements 0..3 and 8..11, then of 4..7 and 12..15.
   const __m256i first = _mm256_unpacklo_epi16(lead_and_middle, last_and_unit);
   const __m256i second = _mm256_unpackhi_epi16(lead_and_middle, last_and_unit);
-  // Per half: bits 0..7 the elements above 7F, bits 8..15 those above 7FF.
-  const auto m = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(multi, three)));
+  // Two bits an element, as kUnitPack reads them: bit 2k set above 7F, bit 2k + 1 above 7FF.
+  const auto m = static_cast<std::uint32_t>(
+      _mm256_movemask_epi8(_mm256_or_si256(_mm256_srli_epi16(multi, 8), three)));
   std::size_t len = 0;
   const auto pack = [out, &len](__m128i lanes, unsigned index) {
     _mm_storeu_si128(
         reinterpret_cast<__m128i*>(out + len),
         _mm_shuffle_epi8(
-            lanes, _mm_load_si128(reinterpret_cast<const __m128i*>(kBmpPack.shuffle[index]))));
-    len += kBmpPack.length[index];
+            lanes, _mm_load_si128(reinterpret_cast<const __m128i*>(kUnitPack.shuffle[index]))));
+    len += kUnitPack.length[index];
   };
-  pack(_mm256_castsi256_si128(first), (m & 0x0F) | ((m >> 4) & 0xF0));
-  pack(_mm256_castsi256_si128(second), ((m >> 4) & 0x0F) | ((m >> 8) & 0xF0));
-  pack(_mm256_extracti128_si256(first, 1), ((m >> 16) & 0x0F) | ((m >> 20) & 0xF0));
-  pack(_mm256_extracti128_si256(second, 1), ((m >> 20) & 0x0F) | ((m >> 24) & 0xF0));
+  pack(_mm256_castsi256_si128(first), m & 0xFF);
+  pack(_mm256_castsi256_si128(second), (m >> 8) & 0xFF);
+  pack(_mm256_extracti128_si256(first, 1), (m >> 16) & 0xFF);
+  pack(_mm256_extracti128_si256(second, 1), m >> 24);
   return len;
 }
 
