@@ -148,9 +148,9 @@ inline std::size_t SixteenShortToUtf8(__m256i a, __m256i b, unsigned char* out) 
                       _mm256_slli_epi16(_mm256_and_si256(units, _mm256_set1_epi16(0x3F)), 8)),
       _mm256_set1_epi16(static_cast<short>(0x80C0)));
   const __m256i forms = _mm256_blendv_epi8(pair, units, ascii);
-  // Bit 2k for element k of a half, as kShortPack reads it: set for two bytes.
-  const auto two = static_cast<std::uint32_t>(~_mm256_movemask_epi8(ascii)) & 0x55555555u;
-  const unsigned low = (two | two >> 7) & 0xFF, high = (two >> 16 | two >> 23) & 0xFF;
+  const auto two = ~static_cast<unsigned>(
+      _mm256_movemask_epi8(_mm256_packs_epi16(ascii, _mm256_setzero_si256())));
+  const unsigned low = two & 0xFF, high = (two >> 16) & 0xFF;
   const unsigned low_length = kShortPack.length[low];
   const unsigned high_length = kShortPack.length[high];
   const __m256i order = _mm256_inserti128_si256(

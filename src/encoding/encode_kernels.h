@@ -172,10 +172,9 @@ constexpr LaneBytes UnitBytes(unsigned index, unsigned lane) {
 using UnitPack = PackTable<4, UnitBytes>;
 
 // Eight 16-bit lanes, each an element below 800 as its one- or two-byte form from byte 0; one
-// index bit a lane, set for two bytes: bit 2k for lane k and bit 2k + 1 for lane k + 4, as the
-// four-lane indices of UnitPack for lanes 0..3 and 4..7 fold into one byte.
+// index bit a lane (lane 0 lowest), set for two bytes.
 constexpr LaneBytes ShortBytes(unsigned index, unsigned lane) {
-  return {0, ((index >> (lane < 4 ? 2 * lane : 2 * (lane - 4) + 1)) & 1u) + 1};
+  return {0, ((index >> lane) & 1u) + 1};
 }
 using ShortPack = PackTable<8, ShortBytes>;
 }  // namespace internal

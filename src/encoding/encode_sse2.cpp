@@ -124,6 +124,16 @@ inline __m128i Units(__m128i a, __m128i b) {
   return _mm_unpacklo_epi64(_mm_shuffle_epi8(a, low_halves), _mm_shuffle_epi8(b, low_halves));
 }
 
+// The one- or two-byte forms of the eight units in u (all below 800), each in its 16-bit lane, lead
+// lowest; `multi` is all-ones in the lanes above 7F.
+inline __m128i ShortForms(__m128i u, __m128i multi) {
+  // Lead 110xxxxx low, continuation 10xxxxxx high.
+  const __m128i pair = _mm_or_si128(
+      _mm_or_si128(_mm_srli_epi16(u, 6), _mm_slli_epi16(_mm_and_si128(u, _mm_set1_epi16(0x3F)), 8)),
+      _mm_set1_epi16(static_cast<short>(0x80C0)));
+  return Select(multi, pair, u);
+}
+
 // The longest run of whole blocks of sixteen elements 1..7F at p, at most n and room elements,
 // narrowed to bytes at out; returns its length.
 inline std::size_t AsciiBlocks(const wchar_t* p, std::size_t n, unsigned char* out,
@@ -165,13 +175,9 @@ inline void EightUnitsToUtf8(__m128i u, const UnitLengths& lengths, unsigned cha
     return;
   }
   if ((bits & 0xAAAA) == 0) {
-    // One or two bytes each, in its 16-bit lane: lead 110xxxxx low, continuation 10xxxxxx high.
-    const __m128i pair =
-        _mm_or_si128(_mm_or_si128(_mm_srli_epi16(u, 6),
-                                  _mm_slli_epi16(_mm_and_si128(u, _mm_set1_epi16(0x3F)), 8)),
-                     _mm_set1_epi16(static_cast<short>(0x80C0)));
-    const __m128i forms = Select(lengths.multi, pair, u);
-    Store(out, _mm_shuffle_epi8(forms, Table(kShortPack.shuffle[(bits | bits >> 7) & 0xFF])));
+    const auto two = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_packs_epi16(lengths.multi, _mm_setzero_si128())));
+    Store(out, _mm_shuffle_epi8(ShortForms(u, lengths.multi), Table(kShortPack.shuffle[two])));
     return;
   }
   // A 32-bit lane each: 1110xxxx, then 10xxxxxx (110xxxxx below 800), in one 16-bit half; the
@@ -260,7 +266,26 @@ std::size_t EncodeSse2(const wchar_t* p, std::size_t n, unsigned char* out, std:
       overwritten = false;
       continue;
     }
-    if (Within(any, 0xFFFF)) {
+    if (Within(any, 0x7FF)) {
+      // Below 800 only zero is refused, and a signed pack keeps every value.
+      const __m128i low = _mm_packs_epi32(a, b), high = _mm_packs_epi32(c, d);
+      const __m128i zero = _mm_setzero_si128();
+      if (_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(low, zero), _mm_cmpeq_epi16(high, zero))))
+        break;
+      const __m128i low_multi = _mm_cmpgt_epi16(low, _mm_set1_epi16(0x7F));
+      const __m128i high_multi = _mm_cmpgt_epi16(high, _mm_set1_epi16(0x7F));
+      // Bit k set for unit k above 7F.
+      const auto two =
+          static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low_multi, high_multi)));
+      const std::size_t low_bytes = kShortPack.length[two & 0xFF];
+      const std::size_t bytes = low_bytes + kShortPack.length[two >> 8];
+      past = LoadBytes(out + w + bytes);
+      Store(out + w,
+            _mm_shuffle_epi8(ShortForms(low, low_multi), Table(kShortPack.shuffle[two & 0xFF])));
+      Store(out + w + low_bytes,
+            _mm_shuffle_epi8(ShortForms(high, high_multi), Table(kShortPack.shuffle[two >> 8])));
+      w += bytes;
+    } else if (Within(any, 0xFFFF)) {
       const __m128i low = Units(a, b), high = Units(c, d);
       if (_mm_movemask_epi8(_mm_or_si128(r.Refused(low), r.Refused(high))) != 0) break;
       const UnitLengths low_lengths(low), high_lengths(high);
