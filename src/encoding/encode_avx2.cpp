@@ -1,6 +1,8 @@
-// UTF-8 encoding kernels for AVX2: eight elements a block, each widened to its one to four bytes in
-// a 32-bit lane, and each half's bytes packed together by a shuffle chosen from the four lengths;
-// runs of ASCII thirty-two elements at a time.
+// UTF-8 encoding kernels for AVX2: sixteen elements a block, sorted by their largest value. ASCII
+// runs are narrowed thirty-two elements at a time; blocks below 800 are packed to 16-bit units and
+// written as one- and two-byte forms from 16-bit lanes, other blocks below 10000 as one to three
+// bytes from 32-bit lanes built from the units; any other block is widened to one to four bytes
+// per 32-bit lane. Each four lanes' bytes are packed by a shuffle chosen from their lengths.
 #include "encoding/encode_kernels.h"
 
 #if defined(__x86_64__)
@@ -12,18 +14,23 @@ namespace qor {
 namespace internal {
 namespace {
 
-constexpr PackTable kPack;
-constexpr BmpPackTable kBmpPack;
+constexpr FormPack kFormPack;
+constexpr UnitPack kUnitPack;
+constexpr ShortPack kShortPack;
 
 struct RuleVectors {
-  __m256i one, flip, max, top21, tag, excluded;
+  __m256i one, flip, max, top21, tag, excluded, tag16, excluded16;
   explicit RuleVectors(const PlainRule& rule)
       : one(_mm256_set1_epi32(1)),
         flip(_mm256_set1_epi32(INT32_MIN)),
         max(_mm256_set1_epi32(static_cast<int>(rule.max ^ 0x80000000u))),
         top21(_mm256_set1_epi32(static_cast<int>(0xFFFFF800u))),
         tag(_mm256_set1_epi32(static_cast<int>(rule.surrogate_tag))),
-        excluded(_mm256_set1_epi32(static_cast<int>(rule.excluded))) {}
+        excluded(_mm256_set1_epi32(static_cast<int>(rule.excluded))),
+        // For 16-bit units: kNoTag becomes 1, which no unit masked with F800 equals. The
+        // excluded value is 0 or FEFF, a unit either way.
+        tag16(_mm256_set1_epi16(static_cast<short>(rule.surrogate_tag & 0xFFFF))),
+        excluded16(_mm256_set1_epi16(static_cast<short>(rule.excluded & 0xFFFF))) {}
 };
 
 // True when all eight elements at p are plain. Unsigned comparison by flipping the top bits.
@@ -75,239 +82,203 @@ std::size_t MeasureAvx2(const wchar_t* p, std::size_t n, const PlainRule& rule, 
   return bytes;
 }
 
-// Thirty-two elements 1..7F at p narrowed to bytes at out; false, writing nothing, otherwise.
-inline bool AsciiBlock(const wchar_t* p, unsigned char* out) {
-  const __m256i a = Load(p);
-  const __m256i b = Load(p + 8);
-  const __m256i c = Load(p + 16);
-  const __m256i d = Load(p + 24);
-  const __m256i any = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
-  const __m256i least = _mm256_min_epu32(_mm256_min_epu32(a, b), _mm256_min_epu32(c, d));
-  if (!_mm256_testz_si256(any, _mm256_set1_epi32(~0x7F)) ||
-      !_mm256_testz_si256(_mm256_cmpeq_epi32(least, _mm256_setzero_si256()),
-                          _mm256_set1_epi32(-1))) {
-    return false;
-  }
-  const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
-  _mm256_storeu_si256(
-      reinterpret_cast<__m256i*>(out),
-      _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
-  return true;
+inline __m128i Row(const unsigned char* row) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(row));
+}
+// Two table rows as one shuffle: `low` for the lower 128-bit lane, `high` for the upper one.
+inline __m256i Rows(const unsigned char* low, const unsigned char* high) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(Row(low)), Row(high), 1);
+}
+inline void Store(unsigned char* out, __m128i bytes) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+}
+// The two 128-bit lanes of v at out and at out + offset.
+inline void StoreLanes(unsigned char* out, std::size_t offset, __m256i v) {
+  Store(out, _mm256_castsi256_si128(v));
+  Store(out + offset, _mm256_extracti128_si256(v, 1));
+}
+// True when no element of v has a bit set outside `low_bits`.
+inline bool Within(__m256i v, int low_bits) {
+  return _mm256_testz_si256(v, _mm256_set1_epi32(~low_bits));
+}
+// The sixteen elements a, b (all below 10000) as 16-bit units, in order.
+inline __m256i Units(__m256i a, __m256i b) {
+  return _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
 }
 
-// The eight plain elements at p to UTF-8 at out; returns the bytes. Each half is stored as 16
-// bytes, so up to 15 bytes past the result are overwritten with garbage: the caller calls this
-// only with room for 32 bytes, and only when later output is sure to cover them.
-inline std::size_t EightToUtf8(__m256i v, unsigned char* out) {
-  const __m256i multi = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7F));
-  const __m256i long2 = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7FF));
-  const __m256i long3 = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0xFFFF));
-  const __m256i extra = _mm256_sub_epi32(
-      _mm256_sub_epi32(_mm256_sub_epi32(_mm256_setzero_si256(), multi), long2), long3);
-  // The four-byte form with every group in a byte of its own, lead group first, shifted down to
-  // the lane's length and given its lead mark; single bytes are taken as they are.
-  const __m256i shift = _mm256_sub_epi32(_mm256_set1_epi32(24), _mm256_slli_epi32(extra, 3));
-  const __m256i groups = _mm256_or_si256(
-      _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 24), _mm256_set1_epi32(0x3F000000)),
-                      _mm256_and_si256(_mm256_slli_epi32(v, 10), _mm256_set1_epi32(0x003F0000))),
-      _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(v, 4), _mm256_set1_epi32(0x00003F00)),
-                      _mm256_srli_epi32(v, 18)));
-  const __m256i marks =
-      _mm256_permutevar8x32_epi32(_mm256_setr_epi32(0, 0xC0, 0xE0, 0xF0, 0, 0, 0, 0), extra);
-  const __m256i forms = _mm256_or_si256(
-      _mm256_srlv_epi32(_mm256_or_si256(groups, _mm256_set1_epi32(static_cast<int>(0x80808080u))),
-                        shift),
-      marks);
-  const __m256i lanes = _mm256_blendv_epi8(v, forms, multi);
-  const auto lengths = [](__m256i mask) {
-    return _pdep_u32(static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(mask))), 0x5555u);
-  };
-  const unsigned index = lengths(multi) + lengths(long2) + lengths(long3);
-  const unsigned low = index & 0xFFu;
-  const unsigned high = index >> 8;
-  _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(out),
-      _mm_shuffle_epi8(_mm256_castsi256_si128(lanes),
-                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[low]))));
-  _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(out + kPack.length[low]),
-      _mm_shuffle_epi8(_mm256_extracti128_si256(lanes, 1),
-                       _mm_load_si128(reinterpret_cast<const __m128i*>(kPack.shuffle[high]))));
-  return std::size_t{kPack.length[low]} + kPack.length[high];
-}
-
-// For eight 16-bit lanes, each holding the one- or two-byte form of an element (lead lowest), by
-// the lanes that hold one byte (bit k for lane k): the shuffle that packs the forms together.
-struct ShortPack {
-  alignas(16) unsigned char shuffle[256][16];
-  constexpr ShortPack() : shuffle() {
-    for (unsigned ascii = 0; ascii < 256; ++ascii) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 8; ++lane) {
-        shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane);
-        if (((ascii >> lane) & 1u) == 0)
-          shuffle[ascii][pos++] = static_cast<unsigned char>(2 * lane + 1);
-      }
-      for (; pos < 16; ++pos) shuffle[ascii][pos] = 0x80;
+// The longest run of whole blocks of thirty-two elements 1..7F at p, at most n and room elements,
+// narrowed to bytes at out; returns its length.
+inline std::size_t AsciiBlocks(const wchar_t* p, std::size_t n, unsigned char* out,
+                               std::size_t room) {
+  const std::size_t limit = n < room ? n : room;
+  std::size_t i = 0;
+  for (; limit - i >= 32; i += 32) {
+    const __m256i a = Load(p + i), b = Load(p + i + 8), c = Load(p + i + 16), d = Load(p + i + 24);
+    const __m256i least = _mm256_min_epu32(_mm256_min_epu32(a, b), _mm256_min_epu32(c, d));
+    if (!Within(_mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d)), 0x7F) ||
+        !_mm256_testz_si256(_mm256_cmpeq_epi32(least, _mm256_setzero_si256()),
+                            _mm256_set1_epi32(-1))) {
+      break;
     }
+    const __m256i bytes = _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
+    _mm256_storeu_si256(
+        reinterpret_cast<__m256i*>(out + i),
+        _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
   }
-};
-constexpr ShortPack kShortPack;
-
-// The sixteen elements a, b (all 1..7FF) to their one- and two-byte forms at out; returns the
-// bytes. Each half is stored as 16 bytes, so up to 8 bytes past the result are overwritten.
-inline std::size_t SixteenShortToUtf8(__m256i a, __m256i b, unsigned char* out) {
-  const __m256i units = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
-  const __m256i ascii = _mm256_cmpgt_epi16(_mm256_set1_epi16(0x80), units);
-  // Lead 110xxxxx in the low byte, the continuation 10xxxxxx in the high one.
-  const __m256i pair = _mm256_or_si256(
-      _mm256_or_si256(_mm256_srli_epi16(units, 6),
-                      _mm256_slli_epi16(_mm256_and_si256(units, _mm256_set1_epi16(0x3F)), 8)),
-      _mm256_set1_epi16(static_cast<short>(0x80C0)));
-  const __m256i forms = _mm256_blendv_epi8(pair, units, ascii);
-  const auto ones = static_cast<unsigned>(
-      _mm256_movemask_epi8(_mm256_packs_epi16(ascii, _mm256_setzero_si256())));
-  const unsigned low = ones & 0xFF, high = (ones >> 16) & 0xFF;
-  const unsigned low_length = 16 - static_cast<unsigned>(__builtin_popcount(low));
-  const unsigned high_length = 16 - static_cast<unsigned>(__builtin_popcount(high));
-  const __m256i order = _mm256_inserti128_si256(
-      _mm256_castsi128_si256(
-          _mm_load_si128(reinterpret_cast<const __m128i*>(kShortPack.shuffle[low]))),
-      _mm_load_si128(reinterpret_cast<const __m128i*>(kShortPack.shuffle[high])), 1);
-  const __m256i packed = _mm256_shuffle_epi8(forms, order);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + low_length),
-                   _mm256_extracti128_si256(packed, 1));
-  return std::size_t{low_length} + high_length;
+  return i;
 }
 
-// The eight elements in v (all 800..FFFF, plain) to their three-byte forms at out: 24 bytes, and
-// 4 bytes past them overwritten.
-inline void EightThreeByteToUtf8(__m256i v, unsigned char* out) {
-  const __m256i forms = _mm256_or_si256(
-      _mm256_or_si256(_mm256_srli_epi32(v, 12),
-                      _mm256_and_si256(_mm256_slli_epi32(v, 2), _mm256_set1_epi32(0x3F00))),
-      _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 16), _mm256_set1_epi32(0x3F0000)),
-                      _mm256_set1_epi32(0x8080E0)));
-  const __m256i packed = _mm256_shuffle_epi8(
-      forms, _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4, 5,
-                              6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12), _mm256_extracti128_si256(packed, 1));
-}
-
-// The sixteen plain elements a, b (all below 10000) to their one- to three-byte forms at out;
-// returns the bytes. Each element gets a 32-bit lane holding its three-byte form, whose middle
-// byte is the two-byte lead where the element is below 800, and the element itself in byte 3:
-// built as two 16-bit halves, sixteen elements an instruction; a shuffle chosen from its lengths
-// packs each four lanes. Stores 16 bytes a quarter, so up to 12 bytes past the result are
-// overwritten.
-inline std::size_t SixteenBmpToUtf8(__m256i a, __m256i b, unsigned char* out) {
-  const __m256i u = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
-  const __m256i ordered = _mm256_xor_si256(u, _mm256_set1_epi16(static_cast<short>(0x8000)));
-  const __m256i multi = _mm256_cmpgt_epi16(ordered, _mm256_set1_epi16(static_cast<short>(0x807F)));
-  const __m256i three = _mm256_cmpgt_epi16(ordered, _mm256_set1_epi16(static_cast<short>(0x87FF)));
-  const __m256i lead_and_middle = _mm256_or_si256(
-      _mm256_or_si256(_mm256_srli_epi16(u, 12),
-                      _mm256_and_si256(_mm256_slli_epi16(u, 2), _mm256_set1_epi16(0x3F00))),
-      _mm256_or_si256(_mm256_set1_epi16(static_cast<short>(0x80E0)),
-                      _mm256_andnot_si256(three, _mm256_set1_epi16(0x4000))));
-  const __m256i last_and_unit = _mm256_or_si256(
-      _mm256_or_si256(_mm256_and_si256(u, _mm256_set1_epi16(0x3F)), _mm256_set1_epi16(0x80)),
-      _mm256_slli_epi16(u, 8));
-  // Lanes of elements 0..3 and 8..11, then of 4..7 and 12..15.
-  const __m256i first = _mm256_unpacklo_epi16(lead_and_middle, last_and_unit);
-  const __m256i second = _mm256_unpackhi_epi16(lead_and_middle, last_and_unit);
-  // Per half: bits 0..7 the elements above 7F, bits 8..15 those above 7FF.
-  const auto m = static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_packs_epi16(multi, three)));
-  std::size_t len = 0;
-  const auto pack = [out, &len](__m128i lanes, unsigned index) {
-    _mm_storeu_si128(
-        reinterpret_cast<__m128i*>(out + len),
-        _mm_shuffle_epi8(
-            lanes, _mm_load_si128(reinterpret_cast<const __m128i*>(kBmpPack.shuffle[index]))));
-    len += kBmpPack.length[index];
-  };
-  pack(_mm256_castsi256_si128(first), (m & 0x0F) | ((m >> 4) & 0xF0));
-  pack(_mm256_castsi256_si128(second), ((m >> 4) & 0x0F) | ((m >> 8) & 0xF0));
-  pack(_mm256_extracti128_si256(first, 1), ((m >> 16) & 0x0F) | ((m >> 20) & 0xF0));
-  pack(_mm256_extracti128_si256(second, 1), ((m >> 20) & 0x0F) | ((m >> 24) & 0xF0));
-  return len;
-}
-
-// Sixteen elements and what the encoder needs to know of them: their largest and smallest value.
-struct Block {
-  __m256i a, b, largest, least;
-  explicit Block(const wchar_t* p)
-      : a(Load(p)),
-        b(Load(p + 8)),
-        largest(_mm256_max_epu32(a, b)),
-        least(_mm256_min_epu32(a, b)) {}
-  // Every element plain. Values 1..D7FF are plain under every rule, so most text needs no more.
-  bool Plain(const RuleVectors& r) const {
-    const __m256i low = _mm256_andnot_si256(
-        _mm256_cmpeq_epi32(least, _mm256_setzero_si256()),
-        _mm256_cmpeq_epi32(_mm256_min_epu32(largest, _mm256_set1_epi32(0xD7FF)), largest));
-    return _mm256_movemask_epi8(low) == -1 || (BlockPlain(a, r) && BlockPlain(b, r));
+// Eight plain elements, each widened to its one- to four-byte form in its 32-bit lane; `low` and
+// `high` are the rows of kFormPack that pack each half.
+struct EightForms {
+  __m256i lanes;
+  unsigned low, high;
+  explicit EightForms(__m256i v) {
+    const __m256i multi = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7F));
+    const __m256i long2 = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0x7FF));
+    const __m256i long3 = _mm256_cmpgt_epi32(v, _mm256_set1_epi32(0xFFFF));
+    const __m256i extra = _mm256_sub_epi32(
+        _mm256_sub_epi32(_mm256_sub_epi32(_mm256_setzero_si256(), multi), long2), long3);
+    // The four-byte form with every group in a byte of its own, lead group first, shifted down to
+    // the lane's length and given its lead mark; single bytes are taken as they are.
+    const __m256i shift = _mm256_sub_epi32(_mm256_set1_epi32(24), _mm256_slli_epi32(extra, 3));
+    const __m256i groups = _mm256_or_si256(
+        _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi32(v, 24), _mm256_set1_epi32(0x3F000000)),
+                        _mm256_and_si256(_mm256_slli_epi32(v, 10), _mm256_set1_epi32(0x003F0000))),
+        _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(v, 4), _mm256_set1_epi32(0x00003F00)),
+                        _mm256_srli_epi32(v, 18)));
+    const __m256i marks =
+        _mm256_permutevar8x32_epi32(_mm256_setr_epi32(0, 0xC0, 0xE0, 0xF0, 0, 0, 0, 0), extra);
+    const __m256i forms = _mm256_or_si256(
+        _mm256_srlv_epi32(_mm256_or_si256(groups, _mm256_set1_epi32(static_cast<int>(0x80808080u))),
+                          shift),
+        marks);
+    lanes = _mm256_blendv_epi8(v, forms, multi);
+    const auto lengths = [](__m256i mask) {
+      return _pdep_u32(static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(mask))),
+                       0x5555u);
+    };
+    const unsigned index = lengths(multi) + lengths(long2) + lengths(long3);
+    low = index & 0xFFu;
+    high = index >> 8;
   }
-  bool Below(int limit) const {
-    return _mm256_testz_si256(largest, _mm256_set1_epi32(~(limit - 1)));
+  std::size_t bytes() const { return std::size_t{kFormPack.length[low]} + kFormPack.length[high]; }
+  void Write(unsigned char* out) const {
+    StoreLanes(out, kFormPack.length[low],
+               _mm256_shuffle_epi8(lanes, Rows(kFormPack.shuffle[low], kFormPack.shuffle[high])));
   }
 };
 
-// The sixteen plain elements of `block` to UTF-8 at out; returns the bytes. Writes at most 64
-// bytes, up to 15 of them past the result.
-inline std::size_t SixteenToUtf8(const Block& block, unsigned char* out) {
-  if (block.Below(0x80)) {
-    const __m256i bytes =
-        _mm256_packus_epi16(_mm256_packus_epi32(block.a, block.b), _mm256_setzero_si256());
-    const __m256i order =
-        _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 0, 0, 0, 0));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(order));
-    return 16;
-  }
-  if (block.Below(0x800)) return SixteenShortToUtf8(block.a, block.b, out);
-  if (block.Below(0x10000) &&
-      _mm256_movemask_epi8(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x800), block.least)) == 0) {
-    EightThreeByteToUtf8(block.a, out);
-    EightThreeByteToUtf8(block.b, out + 24);
-    return 48;
-  }
-  if (block.Below(0x10000)) return SixteenBmpToUtf8(block.a, block.b, out);
-  const std::size_t len = EightToUtf8(block.a, out);
-  return len + EightToUtf8(block.b, out + len);
-}
+// A block of sixteen elements asks for this much room: its stores reach at most 12 bytes past its
+// at most 64 bytes, and the 16 bytes past its forms are read and may be written back.
+constexpr std::size_t kBlockRoom = 64 + 16;
 
 std::size_t EncodeAvx2(const wchar_t* p, std::size_t n, unsigned char* out, std::size_t room,
                        const PlainRule& rule, std::size_t& written) {
   const RuleVectors r(rule);
+  const __m256i zero = _mm256_setzero_si256();
   std::size_t i = 0;
   std::size_t w = 0;
-  // A block is encoded once the block after it is known plain: its stores reach at most 64 bytes
-  // past out + w, and what they write past its own bytes is covered by the at least 16 bytes of
-  // the next block, which the scalar rule writes if the loop stops. The room for 3 more bytes lets
-  // the sequence that covers the stores' last byte fit too, so no garbage stays behind a sequence
-  // that does not fit.
-  if (n >= 32) {
-    Block block(p);
-    bool known = block.Plain(r);  // the block at i is plain and loaded in `block`
-    while (known && n - i >= 32 && room - w >= 64 + 3) {
-      // Runs of ASCII thirty-two at a time, written exactly.
-      if (block.Below(0x80) && AsciiBlock(p + i, out + w)) {
-        i += 32;
-        w += 32;
-        if (n - i < 32) break;
-        block = Block(p + i);
-        known = block.Plain(r);
-        continue;
-      }
-      const Block next(p + i + 16);
-      if (!next.Plain(r)) break;
-      w += SixteenToUtf8(block, out + w);
-      i += 16;
-      block = next;
+  // An ASCII block is written exactly; any other block overwrites up to 12 bytes past its forms.
+  // The 16 bytes there are read before its stores and written back, unchanged, when no later
+  // block's forms cover them; the scalar rule then starts on the bytes as they were.
+  __m128i past = _mm_setzero_si128();
+  bool overwritten = false;  // past its forms, at out + w
+  while (n - i >= 16 && room - w >= kBlockRoom) {
+    const __m256i a = Load(p + i), b = Load(p + i + 8);
+    const __m256i any = _mm256_or_si256(a, b);
+    if (Within(any, 0x7F)) {
+      const __m256i least = _mm256_min_epu32(a, b);
+      if (!_mm256_testz_si256(_mm256_cmpeq_epi32(least, zero), _mm256_set1_epi32(-1))) break;
+      const __m128i bytes = _mm256_castsi256_si128(
+          _mm256_permute4x64_epi64(_mm256_packus_epi16(Units(a, b), zero), 0x08));
+      Store(out + w, bytes);
+      const std::size_t run = 16 + AsciiBlocks(p + i + 16, n - i - 16, out + w + 16, room - w - 16);
+      i += run;
+      w += run;
+      overwritten = false;
+      continue;
     }
+    if (Within(any, 0x7FF)) {
+      // Below 800 only zero is refused.
+      const __m256i u = Units(a, b);
+      const __m256i multi = _mm256_cmpgt_epi16(u, _mm256_set1_epi16(0x7F));
+      if (!_mm256_testz_si256(_mm256_cmpeq_epi16(u, zero), _mm256_set1_epi32(-1))) break;
+      // Lead 110xxxxx low, continuation 10xxxxxx high, in each 16-bit lane above 7F.
+      const __m256i pair = _mm256_or_si256(
+          _mm256_or_si256(_mm256_srli_epi16(u, 6),
+                          _mm256_slli_epi16(_mm256_and_si256(u, _mm256_set1_epi16(0x3F)), 8)),
+          _mm256_set1_epi16(static_cast<short>(0x80C0)));
+      // Bit k of each half's byte set for unit k above 7F.
+      const auto two = static_cast<unsigned>(_mm256_movemask_epi8(_mm256_packs_epi16(multi, zero)));
+      const unsigned low = two & 0xFF, high = (two >> 16) & 0xFF;
+      const std::size_t low_bytes = kShortPack.length[low];
+      const std::size_t bytes = low_bytes + kShortPack.length[high];
+      past = _mm_loadu_si128(reinterpret_cast<const __m128i*>(out + w + bytes));
+      StoreLanes(out + w, low_bytes,
+                 _mm256_shuffle_epi8(_mm256_blendv_epi8(u, pair, multi),
+                                     Rows(kShortPack.shuffle[low], kShortPack.shuffle[high])));
+      w += bytes;
+    } else if (Within(any, 0xFFFF)) {
+      const __m256i u = Units(a, b);
+      const __m256i refused = _mm256_or_si256(
+          _mm256_or_si256(_mm256_cmpeq_epi16(u, zero), _mm256_cmpeq_epi16(u, r.excluded16)),
+          _mm256_cmpeq_epi16(_mm256_and_si256(u, _mm256_set1_epi16(static_cast<short>(0xF800))),
+                             r.tag16));
+      if (!_mm256_testz_si256(refused, refused)) break;
+      const __m256i ordered = _mm256_xor_si256(u, _mm256_set1_epi16(static_cast<short>(0x8000)));
+      const __m256i multi =
+          _mm256_cmpgt_epi16(ordered, _mm256_set1_epi16(static_cast<short>(0x807F)));
+      const __m256i three =
+          _mm256_cmpgt_epi16(ordered, _mm256_set1_epi16(static_cast<short>(0x87FF)));
+      // Two bits a unit, as kUnitPack reads them: bit 2k set above 7F, bit 2k + 1 above 7FF; a
+      // byte for each four units.
+      const auto bits = static_cast<std::uint32_t>(
+          _mm256_movemask_epi8(_mm256_or_si256(_mm256_srli_epi16(multi, 8), three)));
+      // A 32-bit lane each: 1110xxxx, then 10xxxxxx (110xxxxx below 800), in one 16-bit half; the
+      // last continuation 10xxxxxx and the unit's low byte in the other.
+      const __m256i lead_and_middle = _mm256_or_si256(
+          _mm256_or_si256(_mm256_srli_epi16(u, 12),
+                          _mm256_and_si256(_mm256_slli_epi16(u, 2), _mm256_set1_epi16(0x3F00))),
+          _mm256_or_si256(_mm256_set1_epi16(static_cast<short>(0x80E0)),
+                          _mm256_andnot_si256(three, _mm256_set1_epi16(0x4000))));
+      const __m256i last_and_low = _mm256_or_si256(
+          _mm256_and_si256(
+              _mm256_shuffle_epi8(
+                  u, _mm256_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14, 0, 0, 2,
+                                      2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14)),
+              _mm256_set1_epi16(static_cast<short>(0xFF3F))),
+          _mm256_set1_epi16(0x80));
+      // Units 0..3 and 8..11, then 4..7 and 12..15.
+      const unsigned q0 = bits & 0xFF, q1 = (bits >> 8) & 0xFF, q2 = (bits >> 16) & 0xFF,
+                     q3 = bits >> 24;
+      const std::size_t at1 = kUnitPack.length[q0], at2 = at1 + kUnitPack.length[q1],
+                        at3 = at2 + kUnitPack.length[q2], bytes = at3 + kUnitPack.length[q3];
+      past = _mm_loadu_si128(reinterpret_cast<const __m128i*>(out + w + bytes));
+      const __m256i first =
+          _mm256_shuffle_epi8(_mm256_unpacklo_epi16(lead_and_middle, last_and_low),
+                              Rows(kUnitPack.shuffle[q0], kUnitPack.shuffle[q2]));
+      const __m256i second =
+          _mm256_shuffle_epi8(_mm256_unpackhi_epi16(lead_and_middle, last_and_low),
+                              Rows(kUnitPack.shuffle[q1], kUnitPack.shuffle[q3]));
+      Store(out + w, _mm256_castsi256_si128(first));
+      Store(out + w + at1, _mm256_castsi256_si128(second));
+      Store(out + w + at2, _mm256_extracti128_si256(first, 1));
+      Store(out + w + at3, _mm256_extracti128_si256(second, 1));
+      w += bytes;
+    } else {
+      if (!BlockPlain(a, r) || !BlockPlain(b, r)) break;
+      const EightForms low(a), high(b);
+      const std::size_t low_bytes = low.bytes(), bytes = low_bytes + high.bytes();
+      past = _mm_loadu_si128(reinterpret_cast<const __m128i*>(out + w + bytes));
+      low.Write(out + w);
+      high.Write(out + w + low_bytes);
+      w += bytes;
+    }
+    overwritten = true;
+    i += 16;
   }
+  if (overwritten) Store(out + w, past);
   std::size_t tail = 0;
   i += EncodePlainScalar(p + i, n - i, out + w, room - w, rule, tail);
   written = w + tail;

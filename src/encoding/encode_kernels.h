@@ -128,19 +128,26 @@ bool Utf16BeToCodePointsWith(const EncodeKernels& kernels, const std::string& te
 std::string BmpUnitsToUtf8With(const EncodeKernels& kernels, const std::wstring& text);
 std::string BmpUnitsToUtf8(const std::wstring& text);
 
-// For the four 32-bit lanes of 16 bytes, indexed by their extra byte counts (two bits a lane,
-// lane 0 lowest): the shuffle that packs each lane's leading bytes together, and the bytes it
-// keeps. Shared by the 128-bit and AVX2 encoders.
+// The bytes one lane of a vector keeps: `count` of them from its byte `first`.
+struct LaneBytes {
+  unsigned first;
+  unsigned count;
+};
+
+// For 16 bytes in `kLanes` equal lanes, each holding an element's form, and an index that tells
+// every lane's length (read by `kKept`): the shuffle that packs the bytes each lane keeps together
+// from byte 0, zeros after them, and how many they are. Shared by the 128-bit and AVX2 encoders.
+template <unsigned kLanes, LaneBytes (*kKept)(unsigned index, unsigned lane)>
 struct PackTable {
   alignas(16) unsigned char shuffle[256][16];
   unsigned char length[256];
   constexpr PackTable() : shuffle(), length() {
     for (unsigned index = 0; index < 256; ++index) {
       unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned bytes = ((index >> (2 * lane)) & 3u) + 1;
-        for (unsigned b = 0; b < bytes; ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
+      for (unsigned lane = 0; lane < kLanes; ++lane) {
+        const LaneBytes kept = kKept(index, lane);
+        for (unsigned b = 0; b < kept.count; ++b)
+          shuffle[index][pos++] = static_cast<unsigned char>(16 / kLanes * lane + kept.first + b);
       }
       length[index] = static_cast<unsigned char>(pos);
       for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
@@ -148,28 +155,28 @@ struct PackTable {
   }
 };
 
-// For the four 32-bit lanes of 16 bytes, each holding an element below 0x10000 as its three-byte
-// form (the two-byte lead in the middle byte where the element is below 800) and the element in
-// byte 3, indexed by the lanes above 7F (bits 0..3) and those above 7FF (bits 4..7): the shuffle
-// that takes each lane's form (byte 3 for one byte, bytes 1..2 for two, 0..2 for three), and the
-// bytes it keeps. Shared by the 128-bit and AVX2 encoders.
-struct BmpPackTable {
-  alignas(16) unsigned char shuffle[256][16];
-  unsigned char length[256];
-  constexpr BmpPackTable() : shuffle(), length() {
-    for (unsigned index = 0; index < 256; ++index) {
-      unsigned pos = 0;
-      for (unsigned lane = 0; lane < 4; ++lane) {
-        const unsigned extra = ((index >> lane) & 1u) + ((index >> (lane + 4)) & 1u);
-        const unsigned first = extra == 0 ? 3 : extra == 1 ? 1 : 0;
-        for (unsigned b = first; b < 3 + (extra == 0); ++b)
-          shuffle[index][pos++] = static_cast<unsigned char>(4 * lane + b);
-      }
-      length[index] = static_cast<unsigned char>(pos);
-      for (; pos < 16; ++pos) shuffle[index][pos] = 0x80;
-    }
-  }
-};
+// Four 32-bit lanes, each an element's one- to four-byte form from byte 0; two index bits a lane
+// (lane 0 lowest): the extra bytes.
+constexpr LaneBytes FormBytes(unsigned index, unsigned lane) {
+  return {0, ((index >> (2 * lane)) & 3u) + 1};
+}
+using FormPack = PackTable<4, FormBytes>;
+
+// Four 32-bit lanes, each an element below 10000 as its three-byte form in bytes 0..2 (the two-byte
+// lead in byte 1 where the element is below 800) and the element's low byte in byte 3; two index
+// bits a lane (lane 0 lowest), the low one set above 7F, the high one above 7FF.
+constexpr LaneBytes UnitBytes(unsigned index, unsigned lane) {
+  const unsigned bits = (index >> (2 * lane)) & 3u;
+  return bits == 0 ? LaneBytes{3, 1} : bits == 1 ? LaneBytes{1, 2} : LaneBytes{0, 3};
+}
+using UnitPack = PackTable<4, UnitBytes>;
+
+// Eight 16-bit lanes, each an element below 800 as its one- or two-byte form from byte 0; one
+// index bit a lane (lane 0 lowest), set for two bytes.
+constexpr LaneBytes ShortBytes(unsigned index, unsigned lane) {
+  return {0, ((index >> lane) & 1u) + 1};
+}
+using ShortPack = PackTable<8, ShortBytes>;
 }  // namespace internal
 }  // namespace qor
 

@@ -372,4 +372,55 @@ TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
   }
 }
 
+// Texts of blocks of eight elements, each block of one kind: a encodes to ASCII, l to one and
+// two bytes, y to two bytes, c to one and three, h to three, f to three with full-width forms
+// (above the surrogates), e to one and four. The blocks of sixteen the kernels sort start at
+// every kind next to every other.
+std::wstring MixedBlocks(const std::string& kinds) {
+  std::wstring s;
+  for (char kind : kinds) {
+    for (std::uint32_t k = 0; k < 8; ++k) {
+      const std::uint32_t ascii = 0x21 + (k * 11 + s.size()) % 0x5E;
+      std::uint32_t c = ascii;
+      if (kind == 'l' && k % 3 == 1) c = 0xC0 + k * 5;
+      if (kind == 'y') c = 0x410 + k * 9;
+      if (kind == 'c' && k % 2 == 0) c = 0x4E00 + k * 97;
+      if (kind == 'h') c = 0x4E00 + k * 331;
+      if (kind == 'f') c = k % 2 == 0 ? 0xFF0C : 0x4E2D + k;
+      if (kind == 'e' && k % 4 == 3) c = 0x1F600 + k;
+      s += static_cast<wchar_t>(c);
+    }
+  }
+  return s;
+}
+
+constexpr const char* kMixes[] = {"acahcfca", "lalyllal", "hhhhhhhh", "cfcfacfh",
+                                  "eacyhlea", "ayhcaefl", "yyyyhyyy", "ffffaaff"};
+
+// Every length around the sizes of the vectors and blocks (4, 8, 16, 32 elements), so that texts
+// end inside a block and room runs out inside one at every capacity.
+TEST(EncodeKernels, MatchTheRulesOnEveryLengthOfMixedBlocks) {
+  for (const char* kinds : kMixes) {
+    const std::wstring text = MixedBlocks(kinds);
+    for (std::size_t n : {3, 4, 5, 7, 8, 9, 15, 16, 17, 23, 24, 25, 31, 32, 33, 47, 48, 49, 64}) {
+      CheckEncoding(text.substr(1, n));
+    }
+  }
+}
+
+// A refused element at every place of mixed blocks: where a block after one already written
+// is refused, the bytes past that block's forms must be as they were.
+TEST(EncodeKernels, MatchTheRulesWithARefusedElementAtEveryPlaceOfMixedBlocks) {
+  for (const char* kinds : kMixes) {
+    const std::wstring text = MixedBlocks(kinds);
+    for (std::uint32_t bad : {0u, 0xD800u, 0xDFFFu, 0xFEFFu, 0x110000u, 0x80000000u}) {
+      for (std::size_t offset = 0; offset < text.size(); ++offset) {
+        std::wstring in = text;
+        in[offset] = static_cast<wchar_t>(bad);
+        CheckEncoding(in, offset % 16 <= 1 || offset % 16 >= 14);
+      }
+    }
+  }
+}
+
 }  // namespace
