@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "cpu_features.h"
 #include "find.h"
@@ -72,6 +73,19 @@ struct FewTables {
   std::size_t bytes;  // 1 to kFewBytes, at most the shortest needle's size
 };
 void BuildFewTables(const Needle* needles, std::size_t count, FewTables& tables);
+
+// Calls f(std::integral_constant<std::size_t, n>) for `bytes` as n, a count of 1 to kMost (larger
+// counts as kMost): how a kernel picks, once per call, its loop instantiated for that many bytes.
+// Each kernel unit passes its own lambda, so no instantiation is shared between instruction sets.
+template <std::size_t kMost, std::size_t kN = 1, class F>
+decltype(auto) WithByteCount(std::size_t bytes, F&& f) {
+  if constexpr (kN == kMost) {
+    return f(std::integral_constant<std::size_t, kN>{});
+  } else {
+    if (bytes == kN) return f(std::integral_constant<std::size_t, kN>{});
+    return WithByteCount<kMost, kN + 1>(bytes, static_cast<F&&>(f));
+  }
+}
 
 // The kernels of one level. Each one-pass search has the contract of FinishOneByOne with from == 0
 // and no hit so far.

@@ -103,38 +103,19 @@ void Mark(const NibbleMasks& masks, const unsigned char* text, std::size_t block
   }
 }
 
-static_assert(kNibbleBytes == 6, "MarkCandidatesAvx2 has a case for every count of bytes");
-
 void MarkCandidatesAvx2(const NibbleMasks& masks, const unsigned char* text, std::size_t blocks,
                         std::uint32_t* bits) {
-  switch (masks.bytes) {
-    case 1:
-      return Mark<1>(masks, text, blocks, bits);
-    case 2:
-      return Mark<2>(masks, text, blocks, bits);
-    case 3:
-      return Mark<3>(masks, text, blocks, bits);
-    case 4:
-      return Mark<4>(masks, text, blocks, bits);
-    case 5:
-      return Mark<5>(masks, text, blocks, bits);
-    default:
-      return Mark<6>(masks, text, blocks, bits);
-  }
+  WithByteCount<kNibbleBytes>(masks.bytes,
+                              [&](auto n) { Mark<decltype(n)::value>(masks, text, blocks, bits); });
 }
 
 MultiHit SearchFewAvx2(const unsigned char* text, std::size_t size, const Needle* needles,
                        std::size_t count, MultiGoal goal, std::size_t limit) {
   FewTables tables;
   BuildFewTables(needles, count, tables);
-  switch (tables.bytes) {
-    case 1:
-      return Scan<1>(text, size, needles, count, goal, limit, tables);
-    case 2:
-      return Scan<2>(text, size, needles, count, goal, limit, tables);
-    default:
-      return Scan<3>(text, size, needles, count, goal, limit, tables);
-  }
+  return WithByteCount<kFewBytes>(tables.bytes, [&](auto n) {
+    return Scan<decltype(n)::value>(text, size, needles, count, goal, limit, tables);
+  });
 }
 
 }  // namespace
