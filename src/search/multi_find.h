@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "cpu_features.h"
@@ -85,6 +86,33 @@ decltype(auto) WithByteCount(std::size_t bytes, F&& f) {
     if (bytes == kN) return f(std::integral_constant<std::size_t, kN>{});
     return WithByteCount<kMost, kN + 1>(bytes, static_cast<F&&>(f));
   }
+}
+
+// A position the few-pattern filter marked: the needles of the buckets set in `bucket_bits` are
+// compared there in order, and buckets hold consecutive needles, so by rank. True when the search
+// is settled: the first hit for kEarliest, or the needle of rank 0. For kLowestRank, `active`
+// bounds the needles still able to improve on `best`; `work` counts what the comparisons cost.
+// Static: each kernel unit, compiled for its own instruction set, keeps its own copy.
+static inline bool TryMarkedPosition(const unsigned char* text, std::size_t size, std::size_t at,
+                                     unsigned bucket_bits, const Needle* needles,
+                                     const std::size_t* bucket_begin, bool earliest,
+                                     std::size_t& active, std::size_t& work, MultiHit& best) {
+  for (unsigned bits = bucket_bits; bits != 0; bits &= bits - 1) {
+    const auto bucket = static_cast<std::size_t>(__builtin_ctz(bits));
+    const std::size_t stop = bucket_begin[bucket + 1] < active ? bucket_begin[bucket + 1] : active;
+    for (std::size_t i = bucket_begin[bucket]; i < stop; ++i) {
+      const Needle& needle = needles[i];
+      work += kCandidateCost + needle.size;
+      if (needle.size > size - at || std::memcmp(text + at, needle.bytes, needle.size) != 0)
+        continue;
+      best = MultiHit{at, needle.rank};
+      if (earliest) return true;
+      active = i;
+      if (active == 0) return true;
+      break;  // the rest of this bucket ranks lower still
+    }
+  }
+  return false;
 }
 
 // The kernels of one level. Each one-pass search has the contract of FinishOneByOne with from == 0

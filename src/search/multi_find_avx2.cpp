@@ -6,7 +6,6 @@
 #include <immintrin.h>
 
 #include <cstdint>
-#include <cstring>
 
 #include "search/multi_find.h"
 
@@ -57,24 +56,9 @@ MultiHit Scan(const unsigned char* text, std::size_t size, const Needle* needles
     _mm256_store_si256(reinterpret_cast<__m256i*>(buckets), found);
     for (; candidates != 0; candidates &= candidates - 1) {
       const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
-      const std::size_t at = pos + offset;
-      // Buckets hold consecutive needles, so walking them in order tries the needles by rank.
-      for (unsigned bits = buckets[offset]; bits != 0; bits &= bits - 1) {
-        const auto bucket = static_cast<std::size_t>(__builtin_ctz(bits));
-        const std::size_t stop =
-            bucket_begin[bucket + 1] < active ? bucket_begin[bucket + 1] : active;
-        for (std::size_t i = bucket_begin[bucket]; i < stop; ++i) {
-          const Needle& needle = needles[i];
-          work += kCandidateCost + needle.size;
-          if (needle.size > size - at || std::memcmp(text + at, needle.bytes, needle.size) != 0)
-            continue;
-          if (earliest) return MultiHit{at, needle.rank};
-          best = MultiHit{at, needle.rank};
-          active = i;
-          if (active == 0) return best;
-          break;  // the rest of this bucket ranks lower still
-        }
-      }
+      if (TryMarkedPosition(text, size, pos + offset, buckets[offset], needles, bucket_begin,
+                            earliest, active, work, best))
+        return best;
     }
   }
   return FinishOneByOne(text, size, pos, needles, earliest ? count : active, goal, limit, best);
