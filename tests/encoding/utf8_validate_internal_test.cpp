@@ -115,28 +115,32 @@ TEST(ValidateKernels, MatchTheRulesAroundEveryBlockWidth) {
   }
 }
 
-// Texts long enough to be read in blocks on 64-byte boundaries, at every alignment: a fault, or
-// a sequence across the edge, at each place of the first 70 bytes, where the first block and the
-// first block on a boundary overlap; and long runs of ASCII broken at each place of a two-block
-// step.
+// Texts long enough to be read in blocks on block boundaries (from 256 bytes with 32-byte blocks,
+// from 1024 with 64-byte ones), at every alignment: a fault, or a sequence across the edge, at each
+// place of the first 70 bytes, where the first block and the first block on a boundary overlap;
+// and long runs of ASCII broken at each place of a 128-byte step.
 TEST(ValidateKernels, MatchTheRulesOnLongTextsAtEveryAlignment) {
-  const std::string ascii(1100, 'x');
-  const std::string mixed = MixedText(1100);
-  for (std::size_t offset = 0; offset < 64; ++offset) {
-    for (std::size_t at = 0; at < 70; ++at) {
-      std::string text = (at + offset) % 2 == 0 ? ascii : mixed;
-      const std::string& fault = kFaults[(at + offset) % 15];
-      CheckText(text.replace(at, fault.size(), fault), offset);
-      CheckText(std::string(at, 'x') + "\xF0\x9F\x98\x80" + mixed, offset);
+  for (std::size_t size : {256u, 1100u}) {
+    const std::string ascii(size, 'x');
+    const std::string mixed = MixedText(size);
+    for (std::size_t offset = 0; offset < 64; ++offset) {
+      for (std::size_t at = 0; at < 70; ++at) {
+        std::string text = (at + offset) % 2 == 0 ? ascii : mixed;
+        const std::string& fault = kFaults[(at + offset) % 15];
+        CheckText(text.replace(at, fault.size(), fault), offset);
+        CheckText(std::string(at, 'x') + "\xF0\x9F\x98\x80" + mixed.substr(0, size - at), offset);
+      }
     }
   }
-  for (std::size_t at = 1024; at < 1024 + 130; ++at) {
-    std::string text = mixed.substr(0, 72) + std::string(1200, 'x');
-    CheckText(text.replace(at, 2,
-                           at % 3 == 0   ? "\xC3\xA9"
-                           : at % 3 == 1 ? "\xC3x"
-                                         : "\x80x"),
-              at % 64);
+  for (std::size_t offset : {0u, 1u, 17u}) {
+    for (std::size_t at = 1024; at < 1024 + 130; ++at) {
+      std::string text = MixedText(72) + std::string(1200, 'x');
+      CheckText(text.replace(at, 2,
+                             at % 3 == 0   ? "\xC3\xA9"
+                             : at % 3 == 1 ? "\xC3x"
+                                           : "\x80x"),
+                offset);
+    }
   }
 }
 
