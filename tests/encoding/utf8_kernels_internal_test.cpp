@@ -284,7 +284,10 @@ ModelForms EncodeModel(const std::wstring& in, int flags) {
 // input; filling with every capacity from well below the answer to past it (every one with
 // `thorough`, else those next to it), the whole buffer checked against its image before the call.
 void CheckEncoder(const EncodeKernels& k, const std::wstring& in, bool thorough) {
-  constexpr char kFill = '\xA5';
+  // Bytes that differ from place to place, so that bytes put back at a wrong place show.
+  const auto fill = [](std::string& bytes) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(0xA0 + i % 7);
+  };
   for (int flags = 0; flags < 4; ++flags) {
     SCOPED_TRACE("flags " + std::to_string(flags));
     const ModelForms model = EncodeModel(in, flags);
@@ -293,16 +296,16 @@ void CheckEncoder(const EncodeKernels& k, const std::wstring& in, bool thorough)
     EXPECT_EQ(WideToUtf8With(k, (in + L'\0').data(), 0, nullptr, 0, flags), want)
         << "zero-terminated";
     const std::size_t forms = model.bytes.size();
-    std::string buffer(forms + 100, kFill);
+    std::string buffer(forms + 100, '\0'), image = buffer;
     for (std::size_t cap = forms > 80 ? forms - 80 : 0; cap <= forms + 33; ++cap) {
       if (!thorough && cap + 2 < forms) cap = forms - 2;
       if (!thorough && cap > forms + 2) cap = forms + 33;
-      std::fill(buffer.begin(), buffer.end(), kFill);
+      fill(buffer);
       const std::size_t fit = cap != 0 ? model.Fitting(cap) : 0;
       const std::size_t got = WideToUtf8With(k, in.data(), in.size(), &buffer[0], cap, flags);
       ASSERT_EQ(got, fit == want ? want : 0) << "cap " << cap;
-      std::string image = model.bytes.substr(0, fit);
-      image.resize(buffer.size(), kFill);
+      fill(image);
+      image.replace(0, fit, model.bytes, 0, fit);
       ASSERT_TRUE(buffer == image) << "cap " << cap << "\n  got      " << qor_test::Hex(buffer)
                                    << "\n  expected " << qor_test::Hex(image);
     }
@@ -372,6 +375,17 @@ TEST(EncodeKernels, MatchTheRulesWithABadElementAtEveryOffset) {
   }
 }
 
+// Runs of ASCII long enough for several steps, ended at every place of a step of thirty-two
+// elements by the end of the text, by the room (every capacity), or by an element of another kind.
+TEST(EncodeKernels, MatchTheRulesWhereARunOfAsciiEnds) {
+  for (std::size_t n = 96; n < 96 + 32; ++n) {
+    std::wstring ascii;
+    for (std::size_t i = 0; i < n; ++i) ascii += static_cast<wchar_t>(0x21 + i * 7 % 0x5E);
+    CheckEncoding(ascii);
+    CheckEncoding(ascii + wchar_t(n % 2 == 0 ? 0x4E2D : 0xE9) + ascii.substr(0, 20), false);
+  }
+}
+
 // Texts of blocks of eight elements, each block of one kind: a encodes to ASCII, l to one and
 // two bytes, y to two bytes, c to one and three, h to three, f to three with full-width forms
 // (above the surrogates), e to one and four. The blocks of sixteen the kernels sort start at
@@ -394,8 +408,10 @@ std::wstring MixedBlocks(const std::string& kinds) {
   return s;
 }
 
-constexpr const char* kMixes[] = {"acahcfca", "lalyllal", "hhhhhhhh", "cfcfacfh",
-                                  "eacyhlea", "ayhcaefl", "yyyyhyyy", "ffffaaff"};
+// The last two hold runs of ASCII that leave their loop, after a step of thirty-two or of
+// sixteen elements, at a block of another kind.
+constexpr const char* kMixes[] = {"acahcfca", "lalyllal", "hhhhhhhh", "cfcfacfh", "eacyhlea",
+                                  "ayhcaefl", "yyyyhyyy", "ffffaaff", "aaaaahaa", "laaaaaae"};
 
 // Every length around the sizes of the vectors and blocks (4, 8, 16, 32 elements), so that texts
 // end inside a block and room runs out inside one at every capacity.
