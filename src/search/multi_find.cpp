@@ -211,13 +211,18 @@ std::size_t FindInTinyText(const unsigned char* t, std::size_t n, const unsigned
   return kNotFound;
 }
 
-// The single search as the list form's short path uses it.
+// The single search as the list form's short path uses it: a text under 16 bytes is tried at each
+// start in place.
 std::size_t FindForList(const std::string& text, const std::string& pattern) {
   const std::size_t n = text.size(), m = pattern.size();
-  if (internal::kBaselineVectors && n >= 16 && n <= kTinyText && m != 0) {
-    return FindInTinyText(reinterpret_cast<const unsigned char*>(text.data()), n,
-                          reinterpret_cast<const unsigned char*>(pattern.data()), m);
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
+  if (m != 0 && n < 16) {
+    for (std::size_t at = 0; at + m <= n; ++at)
+      if (t[at] == p[0] && std::memcmp(t + at, p, m) == 0) return at;
+    return kNotFound;
   }
+  if (internal::kBaselineVectors && n <= kTinyText && m != 0) return FindInTinyText(t, n, p, m);
   return internal::FindFirst(text.data(), n, pattern.data(), m);
 }
 
