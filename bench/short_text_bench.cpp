@@ -2,9 +2,14 @@
 // text), each next to what a caller would otherwise write: strcasestr and strcasecmp, string_view
 // find and memmem, a loop of std::string::find over several patterns, a copy stripped in place by
 // abseil; and format, parse and whole-file read next to the algorithm they follow (two vsnprintf
-// passes, strtol and strtod, one sized fread). Every answer is checked once before timing; a
-// wrong one ends the program. Compare runs with repetitions interleaved:
-//   short_text_bench --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+// passes, strtol and strtod, one sized fread). Every contender's answer is checked once before
+// timing; a wrong one ends the program. All contenders of a workload read the same copies of its
+// inputs and write into the same string, so none is favoured by where its data happens to lie: the
+// calls go through four copies in turn, each text starting in its own 16-byte quarter of a 64-byte
+// line (a text short enough to lie inside its string object lies where the object does). Run with
+//   --benchmark_repetitions=15 --benchmark_min_time=0.05
+//   --benchmark_enable_random_interleaving=true
+// for medians of many short interleaved repetitions, which a busy machine disturbs least.
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -16,6 +21,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -109,8 +115,8 @@ std::string Tail(const std::string& text, std::size_t size) {
 
 // One input: a text of at most `size` bytes and what each call looks for in it. The patterns sit
 // at the end of the text, so that every contender reads all of it.
-struct Input {
-  std::string text, part, swapped, pattern4, pattern10, padded;
+struct alignas(64) Input {
+  std::string text, part, swapped, pattern4, pattern10, padded, path;
   std::vector<std::string> list4, list16;
 };
 
@@ -152,24 +158,10 @@ Input MakeInput(bool mixed, std::size_t size) {
   return in;
 }
 
-const Input& Get(bool mixed, std::size_t size) {
-  static std::vector<Input> inputs[2];
-  auto& cache = inputs[mixed ? 1 : 0];
-  if (cache.empty())
-    for (std::size_t s : kSizes) cache.push_back(MakeInput(mixed, s));
-  for (std::size_t i = 0; i < std::size(kSizes); ++i)
-    if (kSizes[i] == size) return cache[i];
-  std::abort();
-}
-
 void Expect(bool ok, const std::string& what) {
   if (ok) return;
   std::fprintf(stderr, "short_text_bench: wrong answer: %s\n", what.c_str());
   std::exit(2);
-}
-
-void SetRate(benchmark::State& state, std::size_t bytes) {
-  state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(bytes));
 }
 
 // ---- The contenders ----------------------------------------------------------------------------
@@ -253,136 +245,286 @@ std::string TempFile(const std::string& bytes, const std::string& tag) {
   return path;
 }
 
+// ---- The calls as each contender makes them ----------------------------------------------------
+// Each takes one copy of the inputs and the string a call may write into (the trims copy the padded
+// text there, as a caller trims a copy it keeps), and returns its answer.
+
+bool ContainsQor(const Input& in, std::string&) {
+  return qor::string_containsIgnoreCase(in.text, in.part);
+}
+bool ContainsStrcasestr(const Input& in, std::string&) {
+  return strcasestr(in.text.c_str(), in.part.c_str()) != nullptr;
+}
+
+int CompareQor(const Input& in, std::string&) {
+  return qor::string_compare(in.text, in.swapped, false);
+}
+int CompareStrcasecmp(const Input& in, std::string&) {
+  return strcasecmp(in.text.c_str(), in.swapped.c_str());
+}
+
+template <int kLength>
+const std::string& Pattern(const Input& in) {
+  return kLength == 4 ? in.pattern4 : in.pattern10;
+}
+template <int kLength>
+std::size_t FindQor(const Input& in, std::string&) {
+  return qor::string_find(in.text, Pattern<kLength>(in), true);
+}
+template <int kLength>
+std::size_t FindStringView(const Input& in, std::string&) {
+  return std::string_view(in.text).find(std::string_view(Pattern<kLength>(in)));
+}
+template <int kLength>
+std::size_t FindMemmem(const Input& in, std::string&) {
+  return Memmem(in.text, Pattern<kLength>(in));
+}
+
+template <int kCount>
+const std::vector<std::string>& List(const Input& in) {
+  return kCount == 4 ? in.list4 : in.list16;
+}
+template <int kWhich, int kCount>
+std::size_t ListQor(const Input& in, std::string&) {
+  return QorList(in.text, List<kCount>(in), kWhich);
+}
+template <int kCount>
+std::size_t ListFindLoop(const Input& in, std::string&) {
+  return FindLoop(in.text, List<kCount>(in));
+}
+
+template <std::string& (*kTrim)(std::string&, const std::string&)>
+std::size_t TrimQor(const Input& in, std::string& out) {
+  out = in.padded;
+  return kTrim(out, kWhitespace).size();
+}
+#if defined(QORSTL_HAVE_ABSEIL)
+template <void (*kStrip)(std::string*)>
+std::size_t TrimAbsl(const Input& in, std::string& out) {
+  out = in.padded;
+  kStrip(&out);
+  return out.size();
+}
+#endif
+
+std::string FormatQor(const Input& in, std::string&) {
+  return qor::format_astring("%s=%d;", in.text.c_str(), 42);
+}
+std::string FormatTwoPasses(const Input& in, std::string&) {
+  return TwoPassFormat("%s=%d;", in.text.c_str(), 42);
+}
+
+std::string DumpQor(const Input& in, std::string&) {
+  return qor::dump_file(in.path);
+}
+std::string DumpFread(const Input& in, std::string&) {
+  return SizedRead(in.path);
+}
+
+int ParseIntQor(const Input& in, std::string&) {
+  return qor::string_to_int(in.text);
+}
+int ParseIntStrtol(const Input& in, std::string&) {
+  return static_cast<int>(std::strtol(in.text.c_str(), nullptr, 10));
+}
+double ParseDoubleQor(const Input& in, std::string&) {
+  return qor::string_to_double(in.text);
+}
+double ParseDoubleStrtod(const Input& in, std::string&) {
+  return std::strtod(in.text.c_str(), nullptr);
+}
+
+// ---- Where the inputs lie ----------------------------------------------------------------------
+
+// Whether p lies in the 16-byte quarter `quarter` of a 64-byte line.
+bool InQuarter(const void* p, std::size_t quarter) {
+  return reinterpret_cast<std::uintptr_t>(p) % 64 / 16 == quarter;
+}
+
+// Copies `text` until its bytes lie in `quarter` (kept as it is after many tries): the allocator
+// decides where a copy lands, the misplaced copies are released after. A text held inside its
+// string object stays there.
+void Place(std::string& text, std::size_t quarter) {
+  const auto* object = reinterpret_cast<const char*>(&text);
+  if (text.data() >= object && text.data() < object + sizeof text) return;
+  std::vector<std::string> misplaced;
+  while (!InQuarter(text.data(), quarter) && misplaced.size() < 4096) {
+    std::string copy(text);
+    misplaced.push_back(std::move(text));
+    text = std::move(copy);
+  }
+}
+
+// What every contender of every workload of one input reads and writes: four copies of the inputs,
+// the texts of copy k in quarter k of a line, and one string to write into, never reallocated.
+struct Workload {
+  static constexpr std::size_t kCopies = 4;
+  std::unique_ptr<Input> copies[kCopies];
+  std::string out;
+
+  explicit Workload(const Input& in) {
+    for (std::size_t k = 0; k < kCopies; ++k) {
+      copies[k] = std::make_unique<Input>(in);
+      for (std::string* text : {&copies[k]->text, &copies[k]->swapped, &copies[k]->padded})
+        Place(*text, k);
+    }
+    out.reserve(in.padded.size() + 64);
+  }
+};
+
 // ---- Registration ------------------------------------------------------------------------------
 
-template <typename Call>
-void Add(const std::string& workload, const char* runner, std::size_t bytes, Call call) {
-  benchmark::RegisterBenchmark((workload + "/" + runner).c_str(),
-                               [call, bytes](benchmark::State& state) {
-                                 for (auto _ : state) benchmark::DoNotOptimize(call());
-                                 SetRate(state, bytes);
-                               });
+using Answer = std::string (*)(const Input&, std::string&);
+using Loop = void (*)(benchmark::State&, Workload&);
+
+struct Contender {
+  const char* runner;
+  Answer answer;
+  Loop loop;
+};
+
+std::string Show(bool value) {
+  return value ? "true" : "false";
+}
+std::string Show(int value) {
+  return std::to_string(value);
+}
+std::string Show(std::size_t value) {
+  return std::to_string(value);
+}
+std::string Show(double value) {
+  return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}
+std::string Show(const std::string& value) {
+  return value;
+}
+
+// A call's answer: what it returns, with the written string for a trim; for a comparison, the sign.
+template <auto kCall>
+std::string Returned(const Input& in, std::string& out) {
+  return Show(kCall(in, out));
+}
+template <auto kCall>
+std::string Kept(const Input& in, std::string& out) {
+  const std::size_t size = kCall(in, out);
+  return Show(size) + "|" + out;
+}
+template <auto kCall>
+std::string Sign(const Input& in, std::string& out) {
+  const int order = kCall(in, out);
+  return Show((order > 0) - (order < 0));
+}
+
+template <auto kCall>
+void TimedLoop(benchmark::State& state, Workload& w) {
+  const Input* const copies[] = {w.copies[0].get(), w.copies[1].get(), w.copies[2].get(),
+                                 w.copies[3].get()};
+  std::size_t turn = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(kCall(*copies[turn++ % Workload::kCopies], w.out));
+}
+
+template <auto kCall, Answer kAnswer = Returned<kCall>>
+Contender Make(const char* runner) {
+  return {runner, kAnswer, TimedLoop<kCall>};
+}
+
+// Registers "<workload>/<runner>" for each contender, after checking on every copy that each gives
+// the first one's answer.
+void Register(const std::string& workload, std::size_t bytes, const std::shared_ptr<Workload>& w,
+              std::initializer_list<Contender> contenders) {
+  const std::string expected = contenders.begin()->answer(*w->copies[0], w->out);
+  for (const Contender& c : contenders) {
+    for (const auto& copy : w->copies)
+      Expect(c.answer(*copy, w->out) == expected, workload + "/" + c.runner);
+    const Loop loop = c.loop;
+    benchmark::RegisterBenchmark(
+        (workload + "/" + c.runner).c_str(), [loop, w, bytes](benchmark::State& state) {
+          loop(state, *w);
+          state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(bytes));
+        });
+  }
+}
+
+template <int kCount>
+void RegisterLists(const std::string& tag, const std::shared_ptr<Workload>& w) {
+  const Input& in = *w->copies[0];
+  const std::string k = kCount == 4 ? "_k4" : "_k16";
+  const std::size_t n = in.text.size();
+  const auto check = [&](int which, const std::string& name) {
+    Expect(QorList(in.text, List<kCount>(in), which) ==
+               (which < 0 ? FindLoop(in.text, List<kCount>(in))
+                          : ListModel(in.text, List<kCount>(in), which)),
+           name);
+  };
+  const Contender loop = Make<ListFindLoop<kCount>>("find_loop");
+  check(0, "seq_find" + k + tag);
+  Register("seq_find" + k + tag, n, w, {Make<ListQor<0, kCount>>("qor"), loop});
+  check(1, "find_mode1" + k + tag);
+  Register("find_mode1" + k + tag, n, w, {Make<ListQor<1, kCount>>("qor"), loop});
+  check(2, "find_mode2" + k + tag);
+  Register("find_mode2" + k + tag, n, w, {Make<ListQor<2, kCount>>("qor"), loop});
+  check(3, "find_mode3" + k + tag);
+  Register("find_mode3" + k + tag, n, w, {Make<ListQor<3, kCount>>("qor"), loop});
+  check(4, "find_mode4" + k + tag);
+  Register("find_mode4" + k + tag, n, w, {Make<ListQor<4, kCount>>("qor"), loop});
+  check(-1, "first_one_of" + k + tag);
+  Register("first_one_of" + k + tag, n, w, {Make<ListQor<-1, kCount>>("qor"), loop});
 }
 
 void RegisterSize(bool mixed, std::size_t size) {
-  const Input& in = Get(mixed, size);
   const std::string tag = std::string(mixed ? "_mixed_" : "_ascii_") + std::to_string(size);
+  Input made = MakeInput(mixed, size);
+  made.path = TempFile(made.text, tag);
+  const auto w = std::make_shared<Workload>(made);
+  const Input& in = *w->copies[0];
   const std::size_t n = in.text.size();
 
-  const bool contained = strcasestr(in.text.c_str(), in.part.c_str()) != nullptr;
-  Expect(qor::string_containsIgnoreCase(in.text, in.part) == contained, "contains" + tag);
-  Add("contains_ic" + tag, "qor", n,
-      [&in] { return qor::string_containsIgnoreCase(in.text, in.part); });
-  Add("contains_ic" + tag, "strcasestr", n,
-      [&in] { return strcasestr(in.text.c_str(), in.part.c_str()) != nullptr; });
-
-  Expect(qor::string_compare(in.text, in.swapped, false) == 0 &&
-             strcasecmp(in.text.c_str(), in.swapped.c_str()) == 0,
-         "compare" + tag);
-  Add("compare_ic" + tag, "qor", n,
-      [&in] { return qor::string_compare(in.text, in.swapped, false); });
-  Add("compare_ic" + tag, "strcasecmp", n,
-      [&in] { return strcasecmp(in.text.c_str(), in.swapped.c_str()); });
-
-  for (const std::string* pattern : {&in.pattern4, &in.pattern10}) {
-    const std::string name = (pattern == &in.pattern4 ? "find4" : "find10") + tag;
-    const std::size_t want = std::string_view(in.text).find(*pattern);
-    Expect(qor::string_find(in.text, *pattern, true) == want && Memmem(in.text, *pattern) == want,
-           name);
-    Add(name, "qor", n, [&in, pattern] { return qor::string_find(in.text, *pattern, true); });
-    Add(name, "sv_find", n,
-        [&in, pattern] { return std::string_view(in.text).find(std::string_view(*pattern)); });
-    Add(name, "memmem", n, [&in, pattern] { return Memmem(in.text, *pattern); });
-  }
-
-  for (const auto* list : {&in.list4, &in.list16}) {
-    const std::string k = list == &in.list4 ? "_k4" : "_k16";
-    const std::pair<int, const char*> calls[] = {{0, "seq_find"},   {1, "find_mode1"},
-                                                 {2, "find_mode2"}, {3, "find_mode3"},
-                                                 {4, "find_mode4"}, {-1, "first_one_of"}};
-    for (const auto& call : calls) {
-      const std::string name = call.second + k + tag;
-      const int which = call.first;
-      Expect(QorList(in.text, *list, which) ==
-                 (which < 0 ? FindLoop(in.text, *list) : ListModel(in.text, *list, which)),
-             name);
-      Add(name, "qor", n, [&in, list, which] { return QorList(in.text, *list, which); });
-      Add(name, "find_loop", n, [&in, list] { return FindLoop(in.text, *list); });
-    }
-  }
+  Expect(qor::string_compare(in.text, in.swapped, false) == 0, "compare" + tag);
+  Register("contains_ic" + tag, n, w,
+           {Make<ContainsQor>("qor"), Make<ContainsStrcasestr>("strcasestr")});
+  Register("compare_ic" + tag, n, w,
+           {Make<CompareQor, Sign<CompareQor>>("qor"),
+            Make<CompareStrcasecmp, Sign<CompareStrcasecmp>>("strcasecmp")});
+  Register(
+      "find4" + tag, n, w,
+      {Make<FindQor<4>>("qor"), Make<FindStringView<4>>("sv_find"), Make<FindMemmem<4>>("memmem")});
+  Register("find10" + tag, n, w,
+           {Make<FindQor<10>>("qor"), Make<FindStringView<10>>("sv_find"),
+            Make<FindMemmem<10>>("memmem")});
+  RegisterLists<4>(tag, w);
+  RegisterLists<16>(tag, w);
 
 #if defined(QORSTL_HAVE_ABSEIL)
-  {
-    std::string ours = in.padded, theirs = in.padded;
-    qor::trim_both(ours, kWhitespace);
-    absl::StripAsciiWhitespace(&theirs);
-    Expect(ours == theirs, "trim_both" + tag);
-    ours = theirs = in.padded;
-    qor::trim_left(ours, kWhitespace);
-    absl::StripLeadingAsciiWhitespace(&theirs);
-    Expect(ours == theirs, "trim_left" + tag);
-    ours = theirs = in.padded;
-    qor::trim_right(ours, kWhitespace);
-    absl::StripTrailingAsciiWhitespace(&theirs);
-    Expect(ours == theirs, "trim_right" + tag);
-  }
   const std::size_t padded = in.padded.size();
-  Add("trim_both" + tag, "qor", padded, [&in] {
-    std::string s = in.padded;
-    qor::trim_both(s, kWhitespace);
-    return s.size();
-  });
-  Add("trim_both" + tag, "absl", padded, [&in] {
-    std::string s = in.padded;
-    absl::StripAsciiWhitespace(&s);
-    return s.size();
-  });
-  Add("trim_left" + tag, "qor", padded, [&in] {
-    std::string s = in.padded;
-    qor::trim_left(s, kWhitespace);
-    return s.size();
-  });
-  Add("trim_left" + tag, "absl", padded, [&in] {
-    std::string s = in.padded;
-    absl::StripLeadingAsciiWhitespace(&s);
-    return s.size();
-  });
-  Add("trim_right" + tag, "qor", padded, [&in] {
-    std::string s = in.padded;
-    qor::trim_right(s, kWhitespace);
-    return s.size();
-  });
-  Add("trim_right" + tag, "absl", padded, [&in] {
-    std::string s = in.padded;
-    absl::StripTrailingAsciiWhitespace(&s);
-    return s.size();
-  });
+  Register("trim_both" + tag, padded, w,
+           {Make<TrimQor<qor::trim_both>, Kept<TrimQor<qor::trim_both>>>("qor"),
+            Make<TrimAbsl<absl::StripAsciiWhitespace>, Kept<TrimAbsl<absl::StripAsciiWhitespace>>>(
+                "absl")});
+  Register("trim_left" + tag, padded, w,
+           {Make<TrimQor<qor::trim_left>, Kept<TrimQor<qor::trim_left>>>("qor"),
+            Make<TrimAbsl<absl::StripLeadingAsciiWhitespace>,
+                 Kept<TrimAbsl<absl::StripLeadingAsciiWhitespace>>>("absl")});
+  Register("trim_right" + tag, padded, w,
+           {Make<TrimQor<qor::trim_right>, Kept<TrimQor<qor::trim_right>>>("qor"),
+            Make<TrimAbsl<absl::StripTrailingAsciiWhitespace>,
+                 Kept<TrimAbsl<absl::StripTrailingAsciiWhitespace>>>("absl")});
 #endif
 
-  Expect(qor::format_astring("%s=%d;", in.text.c_str(), 42) ==
-             TwoPassFormat("%s=%d;", in.text.c_str(), 42),
-         "format" + tag);
-  Add("format" + tag, "qor", n,
-      [&in] { return qor::format_astring("%s=%d;", in.text.c_str(), 42); });
-  Add("format" + tag, "two_vsnprintf", n,
-      [&in] { return TwoPassFormat("%s=%d;", in.text.c_str(), 42); });
-
-  const std::string path = TempFile(in.text, tag);
-  const std::string read = in.text + '\0';
-  Expect(qor::dump_file(path) == read && SizedRead(path) == read, "dump_file" + tag);
-  Add("dump_file" + tag, "qor", n, [path] { return qor::dump_file(path); });
-  Add("dump_file" + tag, "fread", n, [path] { return SizedRead(path); });
+  Register("format" + tag, n, w, {Make<FormatQor>("qor"), Make<FormatTwoPasses>("two_vsnprintf")});
+  Expect(qor::dump_file(in.path) == in.text + '\0', "dump_file" + tag);
+  Register("dump_file" + tag, n, w, {Make<DumpQor>("qor"), Make<DumpFread>("fread")});
 }
 
 void RegisterParsers() {
-  static const std::string integer = "-1234567", real = "3.14159265e-3";
-  Expect(qor::string_to_int(integer) == std::strtol(integer.c_str(), nullptr, 10), "int");
-  Expect(qor::string_to_double(real) == std::strtod(real.c_str(), nullptr), "double");
-  Add("parse_int", "qor", integer.size(), [] { return qor::string_to_int(integer); });
-  Add("parse_int", "strtol", integer.size(),
-      [] { return static_cast<int>(std::strtol(integer.c_str(), nullptr, 10)); });
-  Add("parse_double", "qor", real.size(), [] { return qor::string_to_double(real); });
-  Add("parse_double", "strtod", real.size(), [] { return std::strtod(real.c_str(), nullptr); });
+  Input integer, real;
+  integer.text = "-1234567";
+  real.text = "3.14159265e-3";
+  const auto ints = std::make_shared<Workload>(integer);
+  const auto reals = std::make_shared<Workload>(real);
+  Register("parse_int", integer.text.size(), ints,
+           {Make<ParseIntQor>("qor"), Make<ParseIntStrtol>("strtol")});
+  Register("parse_double", real.text.size(), reals,
+           {Make<ParseDoubleQor>("qor"), Make<ParseDoubleStrtod>("strtod")});
 }
 
 const bool kRegistered = [] {

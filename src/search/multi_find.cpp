@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "cpu_features.h"
 #include "find.h"
 #include "qor/qorstl.h"
+#include "simd.h"
 
 namespace qor {
 namespace {
@@ -175,6 +177,55 @@ void OrderByMode(const std::string** order, std::size_t count, int mode) {
   }
 }
 
+// Texts from 16 bytes up to this long are searched in place by the list form of string_find, each
+// pattern with a few block comparisons, where a call into the single search would cost more than
+// the text's bytes.
+constexpr std::size_t kTinyText = 64;
+
+// First occurrence of p[0, m) in t[0, n), 16 <= n, 1 <= m <= n: the pattern's first byte and, where
+// 16 starts in a row have room for it, its last byte are compared with 16 starts at a time, and
+// each start that passes is compared in full. As FindFirst, at most n * m byte comparisons.
+std::size_t FindInTinyText(const unsigned char* t, std::size_t n, const unsigned char* p,
+                           std::size_t m) {
+  const std::size_t last_start = n - m;
+  if (last_start < 15) {
+    for (unsigned starts = internal::Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
+         starts &= starts - 1) {
+      const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
+      if (std::memcmp(t + at, p, m) == 0) return at;
+    }
+    return kNotFound;
+  }
+  for (std::size_t block = 0; block <= last_start; block += 16) {
+    // The last block moves back to end at the last start; the starts it shares with the block
+    // before it were looked at there.
+    const std::size_t from = std::min(block, last_start - 15);
+    unsigned starts =
+        internal::Equal16(t + from, p[0]) & internal::Equal16(t + from + m - 1, p[m - 1]);
+    starts &= ~0u << (block - from);
+    for (; starts != 0; starts &= starts - 1) {
+      const std::size_t at = from + static_cast<std::size_t>(__builtin_ctz(starts));
+      if (std::memcmp(t + at, p, m) == 0) return at;
+    }
+  }
+  return kNotFound;
+}
+
+// The single search as the list form's short path uses it: a text under 16 bytes is tried at each
+// start in place.
+std::size_t FindForList(const std::string& text, const std::string& pattern) {
+  const std::size_t n = text.size(), m = pattern.size();
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
+  if (m != 0 && n < 16) {
+    for (std::size_t at = 0; at + m <= n; ++at)
+      if (t[at] == p[0] && std::memcmp(t + at, p, m) == 0) return at;
+    return kNotFound;
+  }
+  if (internal::kBaselineVectors && n <= kTinyText && m != 0) return FindInTinyText(t, n, p, m);
+  return internal::FindFirst(text.data(), n, pattern.data(), m);
+}
+
 }  // namespace
 
 std::size_t string_seq_find(const std::string& text, const std::vector<std::string>& patterns,
@@ -216,8 +267,7 @@ std::size_t string_find(const std::string& text, const std::vector<std::string>&
       const std::string& pattern = patterns[i];
       if (pattern.size() > text.size()) continue;
       if (winner < count && !before(pattern, patterns[winner])) continue;
-      const std::size_t pos =
-          internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size());
+      const std::size_t pos = FindForList(text, pattern);
       if (pos == kNotFound) continue;
       winner = i;
       winner_pos = pos;

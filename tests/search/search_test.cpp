@@ -137,8 +137,9 @@ TEST(Search, MatchesModelOnRandomInput) {
 
 // Every text length from 0 to 70 and around the lengths where the searches change paths (a filter
 // over texts from 256 bytes, and for the list form of string_find over 4 patterns from 384 bytes,
-// 32-byte blocks, a byte-by-byte case-insensitive scan up to 32):
-// lists of 4 and 16 patterns and the case-insensitive test against their models.
+// 32-byte blocks, a byte-by-byte case-insensitive scan up to 32, the list form of string_find in
+// place from 16 to 64): lists of 4 and 16 patterns and the case-insensitive test against their
+// models.
 TEST(Search, ShortTextsAroundPathChanges) {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
@@ -152,7 +153,11 @@ TEST(Search, ShortTextsAroundPathChanges) {
       for (char& c : text) c = letters[rng() % letters.size()];
       List patterns(round % 2 ? 16 : 4);
       for (std::string& p : patterns) {
-        p = text.substr(n == 0 ? 0 : rng() % n, 1 + rng() % 6);
+        // Now and then a pattern of any length up to the text's, so that few starts remain.
+        const bool any_length = rng() % 4 == 0;
+        const std::size_t length = any_length ? rng() % (n + 2) : 1 + rng() % 6;
+        const std::size_t starts = any_length && length < n ? n - length + 1 : n;
+        p = text.substr(n == 0 ? 0 : rng() % starts, length);
         if (!p.empty() && rng() % 2) p[rng() % p.size()] = letters[rng() % letters.size()];
       }
       SCOPED_TRACE(Hex(text) + " " + testing::PrintToString(patterns));
