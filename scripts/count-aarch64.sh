@@ -53,7 +53,8 @@ instructions() {
     grep -c '^Trace'
 }
 
-# Instructions per byte of one contender on one text, to one decimal.
+# Instructions per byte of one contender on one text, to two decimals (a ratio of counts near one
+# needs them).
 per_byte() {
   local who=$1 op=$2 file=$3
   local sizes small large
@@ -64,7 +65,7 @@ per_byte() {
   wait $!
   large=$(<"$build/large.count")
   awk -v s="$small" -v l="$large" -v sizes="$sizes" \
-    'BEGIN { split(sizes, n, " "); printf "%.1f", (l - s) / (n[2] - n[1]) }'
+    'BEGIN { split(sizes, n, " "); printf "%.2f", (l - s) / (n[2] - n[1]) }'
 }
 
 scripts=(ASCII:mars-english Latin:mars-french Cyrillic:mars-russian CJK:mars-chinese

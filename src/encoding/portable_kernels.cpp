@@ -1,6 +1,7 @@
 // The portable kernels: standard UTF-8 checked, decoded and encoded by the rule, a sequence at a
-// time, with runs of ASCII taken a word at a time and runs of one sequence length without a new
-// dispatch per sequence. Room is counted once per stretch of input, not per element.
+// time, with runs of ASCII taken a word at a time, text of one- and two-byte sequences decoded
+// eight bytes a step, and runs of one sequence length without a new dispatch per sequence. Room is
+// counted once per stretch of input, not per element.
 #include "encoding/portable_kernels.h"
 
 #include <cstdint>
@@ -89,6 +90,69 @@ inline std::size_t AsciiRun(const unsigned char* p, std::size_t n) {
   return i;
 }
 
+// Eight bytes as a word whose low byte is the first, whatever the byte order.
+inline std::uint64_t LittleEndianWord(const unsigned char* p) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return __builtin_bswap64(Word(p));
+#else
+  return Word(p);
+#endif
+}
+
+// Eight bytes of text (byte k in bits 8k..8k+7) taken as one- and two-byte sequences at once:
+// plain when every byte is ASCII other than zero, a lead C2..DF followed by a continuation, or
+// that continuation. A lead in the last byte is left to the next window. Where each element goes
+// and what it is are worked out for all eight bytes together, so no branch waits for the length
+// of a sequence.
+class MixedWindow {
+ public:
+  explicit MixedWindow(std::uint64_t bytes) {
+    constexpr std::uint64_t kEach = 0x0101010101010101ull;
+    const std::uint64_t high = bytes & kHighBits;
+    const std::uint64_t bit6 = bytes << 1 & kHighBits;
+    const std::uint64_t bit5 = bytes << 2 & kHighBits;
+    const std::uint64_t leads = high & bit6;
+    const std::uint64_t continuations = high & ~bit6;
+    // A lead C2..DF has a value bit among bits 1..4 (C0 and C1 only start overlong forms).
+    const std::uint64_t lead_bits = ((bytes & 0x1E * kEach) + 0x7E * kEach) & kHighBits;
+    const std::uint64_t zeros = (bytes - kLowBits) & ~bytes & kHighBits;
+    refused_ = (leads & (bit5 | ~lead_bits)) | zeros | (continuations ^ leads << 8);
+    ascii_ = high == 0;
+    last_lead_ = static_cast<unsigned>(leads >> 63);
+    // Element of each byte, counted from 1: a continuation shares it with its lead.
+    elements_ = ((continuations >> 7) ^ kEach) * kEach;
+    // Each byte's value, low and high byte apart: a continuation's is its sequence's.
+    const std::uint64_t joined = (continuations >> 7) * 0xFF;
+    const std::uint64_t previous = bytes << 8;
+    low_ = (bytes & ~joined) | (joined & ((bytes & 0x3F * kEach) | (previous & 0x03 * kEach) << 6));
+    high_ = joined & previous >> 2 & 0x07 * kEach;
+  }
+  bool Plain() const { return refused_ == 0; }
+  bool Ascii() const { return ascii_; }
+  std::size_t Read() const { return 8 - last_lead_; }
+  std::size_t Elements() const { return (elements_ >> 56) - last_lead_; }
+  // Writes out[0, Elements()): each byte writes its element, so a lead's stand-in is overwritten
+  // by its continuation's value. A lead in the last byte writes the element before it again.
+  void Store(wchar_t* out) const {
+    for (unsigned k = 0; k < 7; ++k) out[Element(k) - 1] = static_cast<wchar_t>(Value(k));
+    const std::uint32_t last = Value(7) ^ ((Value(7) ^ Value(6)) & (0u - last_lead_));
+    out[Element(7) - 1 - last_lead_] = static_cast<wchar_t>(last);
+  }
+
+ private:
+  std::size_t Element(unsigned k) const { return elements_ >> 8 * k & 0xFF; }
+  std::uint32_t Value(unsigned k) const {
+    return static_cast<std::uint32_t>((low_ >> 8 * k & 0xFF) | (high_ >> 8 * k & 0xFF) << 8);
+  }
+
+  std::uint64_t refused_;
+  std::uint64_t elements_;
+  std::uint64_t low_;
+  std::uint64_t high_;
+  unsigned last_lead_;
+  bool ascii_;
+};
+
 // The decoder, one instance per kind of call. Stops before a zero byte, a malformed sequence, a
 // sequence the options leave to the caller, or the first element past `room`.
 template <bool kFill, bool kStopAtBom, bool kBmpOnly>
@@ -105,9 +169,7 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
     const std::size_t limit = end < tail ? end : tail;
     while (i < limit) {
       unsigned b = p[i];
-      // How many one- and two-byte sequences to take without a branch on the length (below)
-      // before words of ASCII are tried again.
-      unsigned mixed = 8;
+      bool mostly_ascii = false;
       if (b < 0x80) {
         if (b == 0) return {i, w};
         const std::size_t run_start = i;
@@ -126,27 +188,27 @@ DecodeStep DecodeSequences(const unsigned char* p, const std::size_t n, wchar_t*
             for (unsigned j = 0; j < 8; ++j) out[w + j] = static_cast<wchar_t>(p[i + j]);
           }
         }
+        if (i >= limit) break;
         // After two words of ASCII or more the text is mostly ASCII (Latin script): the next
         // sequence goes to the runs of one length below, and words come back at once.
-        if (i - run_start >= 16) mixed = 0;
-        if (i >= limit) break;
+        mostly_ascii = i - run_start >= 16;
       }
-      // One- and two-byte sequences mixed, as text in Greek or Cyrillic script has them: their
-      // lengths alternate too often for a branch to guess.
-      unsigned k = 0;
-      for (; k < mixed && i < limit; ++k) {
-        const unsigned first = p[i], second = p[i + 1];
-        const unsigned two = first >> 7;
-        const unsigned ok = static_cast<unsigned>(first - 1 < 0x7Fu) |
-                            (static_cast<unsigned>(first - 0xC2 < 0x1Eu) &
-                             static_cast<unsigned>((second & 0xC0u) == 0x80u));
-        if (ok == 0) break;
-        const unsigned pair = (first & 0x1Fu) << 6 | (second & 0x3Fu);
-        if (kFill) out[w] = static_cast<wchar_t>(first ^ ((first ^ pair) & (0u - two)));
-        i += 1 + two;
-        ++w;
+      // One- and two-byte sequences mixed, as text in Greek or Cyrillic script has them: eight
+      // bytes a step, with no branch on where a sequence ends. A window of only ASCII hands back to
+      // the words above.
+      bool ascii_again = false;
+      while (!mostly_ascii && end - i >= 8 && p[i] < 0xE0) {
+        const MixedWindow window(LittleEndianWord(p + i));
+        if (!window.Plain()) break;
+        if (kFill) window.Store(out + w);
+        i += window.Read();
+        w += window.Elements();
+        if (window.Ascii()) {
+          ascii_again = true;
+          break;
+        }
       }
-      if (i >= limit || (k != 0 && k == mixed)) continue;
+      if (i >= limit || ascii_again) continue;
       b = p[i];
       const Lead lead = kLeads.of[b];
       if (lead.length == 2) {

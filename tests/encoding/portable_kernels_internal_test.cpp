@@ -67,8 +67,10 @@ void CheckAt(const std::string& s, std::size_t offset) {
     const DecodeStep counted = PortableDecode(p, s.size(), nullptr, 0, options);
     ASSERT_EQ(counted.written, values.size()) << "options " << options;
     ASSERT_EQ(counted.read, ends.empty() ? 0 : ends.back()) << "options " << options;
-    for (std::size_t room = 0; room <= values.size() + 1; ++room) {
-      std::vector<wchar_t> out(values.size() + 4, L'\x5A5A');
+    // Rooms past the elements too: a kernel that takes a block only with room for all of it
+    // stops short of a fault in the filling call only then.
+    for (std::size_t room = 0; room <= values.size() + 9; ++room) {
+      std::vector<wchar_t> out(values.size() + 12, L'\x5A5A');
       const DecodeStep filled = PortableDecode(p, s.size(), out.data(), room, options);
       const std::size_t fit = room < values.size() ? room : values.size();
       ASSERT_EQ(filled.written, fit) << "room " << room << " options " << options;
@@ -87,6 +89,35 @@ TEST(PortableKernels, DecodeAndCheckUpToTheFirstFaultAtEveryLengthAndAlignment) 
       CheckAt(Text(size, size + offset), offset);
       const std::string& fault = kFaults[(size + offset) % 8];
       CheckAt(Text(size, offset) + fault + Text(size % 9, offset), offset);
+    }
+  }
+}
+
+// Two-byte letters and ASCII, broken at each byte, so at every place of the eight-byte windows the
+// decoder takes such text in, and cut short there.
+TEST(PortableKernels, DecodeTwoByteRunsBrokenAtEveryPlace) {
+  const std::string run =
+      "\xD0\xB6\xD0\xB8 \xD1\x8F\xD0\xB7\xC2\x80!\xDF\xBF\xD0\xB8\xD0\xB7\xD1\x88\xD0\xB6";
+  const std::string breaks[] = {
+      "\x80",              // a stray continuation
+      "\xC0\xB6",          // overlong leads
+      "\xC1\xBF",          //
+      "\xD0",              // a lead without its continuation
+      "\xD0\xD0\xB6",      // a lead, then another
+      "\xE4\xB8\xAD",      // a sequence of another length
+      "\xF0\x9F\x98\x80",  //
+      "\xE4\xB8",          // leads of longer sequences with one continuation
+      "\xF4\x8F",          //
+      "\xEF\xBB\xBF",      // U+FEFF, which an option leaves to the caller
+      "x",                 // ASCII
+      std::string(1, '\0'),
+  };
+  for (std::size_t place = 0; place <= run.size(); ++place) {
+    for (std::size_t offset = 0; offset < 8; ++offset) {
+      CheckAt(run.substr(0, place), offset);
+      for (const std::string& fault : breaks) {
+        CheckAt(run.substr(0, place) + fault + run.substr(place), offset);
+      }
     }
   }
 }
