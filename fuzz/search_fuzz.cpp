@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(qor::internal::FindFirst(text.data(), text.size(), pattern.data(), pattern.size()) == want,
         "the internal search against the naive one");
   // Each level's kernels: the single-pattern filter from the first start, where the callers hand
-  // texts to it, and the byte scans of replace and the decoders.
+  // texts to it, the byte sets, and the byte scans of replace and the decoders.
   const auto* t = reinterpret_cast<const unsigned char*>(text.data());
   const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
   const unsigned char byte = pattern.empty() ? 0 : p[0];
@@ -73,6 +73,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (text.size() >= 16 && pattern.size() >= 2 && pattern.size() <= text.size()) {
       Check(kernels->find_from(t, text.size(), p, pattern.size(), 0) == want,
             "a level's single-pattern filter against the naive search");
+    }
+    // The byte-set kernel with the pattern's distinct bytes as the set, one member asked for first
+    // and then more, as the sets ask.
+    std::string set;
+    for (char c : pattern)
+      if (set.find(c) == kNpos) set += c;
+    if (kernels->next_members != nullptr && text.size() >= qor::internal::kSetBlock &&
+        !set.empty() && set.size() <= qor::internal::kVectorMembers) {
+      std::vector<std::size_t> members, found(qor::internal::kMemberRoom);
+      for (std::size_t pos = 0, wanted = 1; pos < text.size();
+           wanted = std::min(2 * wanted, qor::internal::kMostMembersWanted)) {
+        const std::size_t count_found = kernels->next_members(
+            t, &pos, text.size(), reinterpret_cast<const unsigned char*>(set.data()), set.size(),
+            wanted, found.data());
+        members.insert(members.end(), found.begin(),
+                       found.begin() + static_cast<std::ptrdiff_t>(count_found));
+      }
+      std::vector<std::size_t> want_members;
+      for (std::size_t i = 0; i < text.size(); ++i)
+        if (set.find(text[i]) != kNpos) want_members.push_back(i);
+      Check(members == want_members, "a level's byte-set kernel against the set's members");
     }
     Check(kernels->count_byte(t, text.size(), byte) == count, "a level's byte count");
     Check(kernels->last_byte(t, text.size(), byte) == text.rfind(static_cast<char>(byte)),

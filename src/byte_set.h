@@ -47,24 +47,26 @@ class ByteSet {
   void ForEachMember(const char* text, std::size_t size, Visit visit) const {
     std::size_t pos = 0;
     if (size >= kSetBlock) {
-      // Sets of a few bytes: the level's kernel finds the blocks that hold a member. Larger sets,
-      // the portable level and the last bytes of the text take the map below.
+      // Sets of a few bytes: the level's kernel finds the members a window of text at a time, up to
+      // the end of the text. It is asked for one member first, then for twice as many each call, so
+      // that a caller that stops early reads little past its stop and a text dense with members
+      // costs few calls. Larger sets, the portable level and shorter texts take the map below.
       const ScanKernels& kernels = BestScanKernels();
       unsigned char few[kVectorMembers];
       const std::size_t distinct = kernels.next_members != nullptr ? Members(few) : 0;
       if (distinct > 0 && distinct <= kVectorMembers) {
         const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-        for (;;) {
-          const ByteHits hits = kernels.next_members(bytes, pos, size, few, distinct);
-          if (hits.mask == 0) {
-            pos = hits.at;
-            break;
+        std::size_t found[kMemberRoom];
+        std::size_t wanted = 1;
+        while (pos < size) {
+          const std::size_t count =
+              kernels.next_members(bytes, &pos, size, few, distinct, wanted, found);
+          for (std::size_t i = 0; i < count; ++i) {
+            if (!visit(found[i])) return;
           }
-          for (std::uint64_t mask = hits.mask; mask != 0; mask &= mask - 1) {
-            if (!visit(hits.at + static_cast<std::size_t>(__builtin_ctzll(mask)))) return;
-          }
-          pos = hits.at + kSetBlock;
+          if (wanted < kMostMembersWanted) wanted *= 2;
         }
+        return;
       }
     }
     // The plain rule: each byte looked up in the table.

@@ -2,6 +2,7 @@
 // block filter after it, and the plain memchr scan and Two-Way that the filters fall back to.
 #include "find.h"
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -99,8 +100,39 @@ std::size_t TwoWay(const unsigned char* t, std::size_t n, const unsigned char* p
   return kNotFound;
 }
 
+// Whether the pattern p[0, m), m >= 2, stands at `at`: up to 16 bytes as two words that overlap
+// (its first and last 2, 4 or 8 bytes), longer ones by memcmp.
+inline bool PatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
+  if (m > 16) return std::memcmp(at, p, m) == 0;
+  if (m >= 8) {
+    std::uint64_t a0, a1, p0, p1;
+    std::memcpy(&a0, at, 8);
+    std::memcpy(&a1, at + m - 8, 8);
+    std::memcpy(&p0, p, 8);
+    std::memcpy(&p1, p + m - 8, 8);
+    return ((a0 ^ p0) | (a1 ^ p1)) == 0;
+  }
+  if (m >= 4) {
+    std::uint32_t a0, a1, p0, p1;
+    std::memcpy(&a0, at, 4);
+    std::memcpy(&a1, at + m - 4, 4);
+    std::memcpy(&p0, p, 4);
+    std::memcpy(&p1, p + m - 4, 4);
+    return ((a0 ^ p0) | (a1 ^ p1)) == 0;
+  }
+  std::uint16_t a0, a1, p0, p1;
+  std::memcpy(&a0, at, 2);
+  std::memcpy(&a1, at + m - 2, 2);
+  std::memcpy(&p0, p, 2);
+  std::memcpy(&p1, p + m - 2, 2);
+  return ((a0 ^ p0) | (a1 ^ p1)) == 0;
+}
+
 // Texts shorter than this take no scan.
 constexpr std::size_t kShortText = 16;
+// Past its first candidate, a text of fewer starts than this is searched in place; a longer one by
+// the level's kernel.
+constexpr std::size_t kInlineStarts = 256;
 
 }  // namespace
 
@@ -131,36 +163,81 @@ std::size_t MemchrScanFrom(const unsigned char* t, std::size_t n, const unsigned
 
 namespace {
 
-// Fewer starts than a block, and a block of text to read: one comparison of the first 16 bytes
-// with the pattern's first byte finds every candidate, each then tested in place.
-[[gnu::noinline]] std::size_t FindInOneBlock(const unsigned char* t, std::size_t n,
-                                             const unsigned char* p, std::size_t m) {
+// From `pos`, fewer starts than a block, and a block of text to read: one comparison of the first
+// 16 bytes with the pattern's first byte finds every candidate, each then tested in place.
+inline std::size_t FindInOneBlock(const unsigned char* t, std::size_t n, const unsigned char* p,
+                                  std::size_t m, std::size_t pos) {
   const std::size_t last_start = n - m;
-  for (unsigned starts = Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
-       starts &= starts - 1) {
+  for (unsigned starts = Equal16(t, p[0]) & ((2u << last_start) - 1) & (0xFFFFu << pos);
+       starts != 0; starts &= starts - 1) {
     const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
-    if (t[at + m - 1] == p[m - 1] && SameBytes(t + at + 1, p + 1, m - 2)) return at;
+    if (PatternAt(t + at, p, m)) return at;
   }
   return kNotFound;
 }
 
-// A longer text: memchr looks for the first candidate, as it reads a text without the pattern's
-// first byte faster than blocks do (in real text the first candidate is often the occurrence), and
-// the level's block filter takes over after it.
-[[gnu::noinline]] std::size_t FindInBlocks(const unsigned char* t, std::size_t n,
-                                           const unsigned char* p, std::size_t m) {
-  const std::size_t last_start = n - m;
-  const void* hit = std::memchr(t, p[0], last_start + 1);
-  if (hit == nullptr) return kNotFound;
-  const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-  if (t[pos + m - 1] == p[m - 1] && SameBytes(t + pos + 1, p + 1, m - 2)) return pos;
-  if (pos == last_start) return kNotFound;
-  return BestScanKernels().find_from(t, n, p, m, pos + 1);
+// Bit i set when a[i] == x and b[i] == y, for the 16 bytes at a and the 16 at b.
+inline unsigned EqualPair16(const unsigned char* a, unsigned char x, const unsigned char* b,
+                            unsigned char y) {
+#if defined(QORSTL_HAVE_SSE2)
+  const __m128i at_a = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(a)),
+                                      _mm_set1_epi8(static_cast<char>(x)));
+  const __m128i at_b = _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(b)),
+                                      _mm_set1_epi8(static_cast<char>(y)));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(at_a, at_b)));
+#elif defined(QORSTL_HAVE_NEON)
+  static const std::uint8_t kWeights[16] = {1, 2, 4, 8, 16, 32, 64, 128,
+                                            1, 2, 4, 8, 16, 32, 64, 128};
+  const uint8x16_t both =
+      vandq_u8(vceqq_u8(vld1q_u8(a), vdupq_n_u8(x)), vceqq_u8(vld1q_u8(b), vdupq_n_u8(y)));
+  const uint8x16_t weighted = vandq_u8(both, vld1q_u8(kWeights));
+  return static_cast<unsigned>(vaddv_u8(vget_low_u8(weighted))) |
+         static_cast<unsigned>(vaddv_u8(vget_high_u8(weighted))) << 8;
+#else
+  return Equal16(a, x) & Equal16(b, y);
+#endif
 }
 
-// The whole search, inlined into its two callers. Texts shorter than a block are searched in place:
-// each start tried, its first and last bytes first, without a call that would cost more than the
-// bytes it reads.
+// From `pos` in a text of 16 to kInlineStarts starts, searched in place without a call through the
+// level's table: a block of 16 starts at a time, a start a candidate only where the pattern's first
+// and last bytes both agree with the text. The last block ends at the last start, its starts
+// already tried masked out.
+inline std::size_t FindInFewBlocks(const unsigned char* t, std::size_t n, const unsigned char* p,
+                                   std::size_t m, std::size_t pos) {
+  const std::size_t last_start = n - m;
+  std::size_t work = 0;
+  for (;;) {
+    std::size_t at = pos;
+    unsigned untried = 0xFFFF;
+    if (last_start - pos < 15) {
+      at = last_start - 15;
+      untried = (0xFFFFu << (pos - at)) & 0xFFFFu;
+    }
+    for (unsigned candidates = EqualPair16(t + at, p[0], t + at + m - 1, p[m - 1]) & untried;
+         candidates != 0; candidates &= candidates - 1) {
+      const auto offset = static_cast<std::size_t>(__builtin_ctz(candidates));
+      if (PatternAt(t + at + offset, p, m)) return at + offset;
+      work += m + kCandidateCost;
+    }
+    pos = at + 16;
+    if (pos > last_start) return kNotFound;
+    if (OverWorkBudget(work, pos)) return TwoWayFrom(t, n, p, m, pos);
+  }
+}
+
+// Past a first candidate that failed, from `pos`: a block filter, in place for a short text, the
+// level's kernel otherwise.
+[[gnu::noinline]] std::size_t FindAfterFirst(const unsigned char* t, std::size_t n,
+                                             const unsigned char* p, std::size_t m,
+                                             std::size_t pos) {
+  if (kBaselineVectors && n - m < kShortText - 1) return FindInOneBlock(t, n, p, m, pos);
+  if (kBaselineVectors && n - m < kInlineStarts) return FindInFewBlocks(t, n, p, m, pos);
+  return BestScanKernels().find_from(t, n, p, m, pos);
+}
+
+// The whole search, inlined into its two callers, up to its first candidate. Texts shorter than a
+// block are searched in place: each start tried, its first and last bytes first, without a call
+// that would cost more than the bytes it reads.
 inline std::size_t Find(const char* text, std::size_t n, const char* pattern, std::size_t m) {
   if (m == 0) return 0;
   if (m > n) return kNotFound;
@@ -172,8 +249,15 @@ inline std::size_t Find(const char* text, std::size_t n, const char* pattern, st
       return hit == nullptr ? kNotFound
                             : static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
     }
-    if (kBaselineVectors && n - m < kShortText - 1) return FindInOneBlock(t, n, p, m);
-    return FindInBlocks(t, n, p, m);
+    // memchr finds the first candidate, as it reads a text without the pattern's first byte faster
+    // than blocks do, and in real text the first candidate is often the occurrence.
+    const std::size_t last_start = n - m;
+    const void* hit = std::memchr(t, p[0], last_start + 1);
+    if (hit == nullptr) return kNotFound;
+    const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+    if (PatternAt(t + pos, p, m)) return pos;
+    if (pos == last_start) return kNotFound;
+    return FindAfterFirst(t, n, p, m, pos + 1);
   }
   for (std::size_t at = 0; at + m <= n; ++at) {
     if (t[at] == p[0] && t[at + m - 1] == p[m - 1] &&

@@ -1,6 +1,5 @@
-// The byte scans of the AVX2 level: 32 bytes a step. The byte sets keep the 128-bit kernel, whose
-// smaller block serves more short texts. Compiled with the AVX2 flags; reached only through the
-// level's table, when the CPU runs AVX2.
+// The byte scans of the AVX2 level: 32 bytes a step. Compiled with the AVX2 flags; reached only
+// through the level's table, when the CPU runs AVX2.
 #include <immintrin.h>
 
 #include "search/scan_kernels.h"
@@ -8,8 +7,8 @@
 namespace qor {
 namespace internal {
 
-ByteHits NextMembersSse2(const unsigned char* text, std::size_t pos, std::size_t size,
-                         const unsigned char* members, std::size_t count);
+std::uint64_t CutWindowMembers(const unsigned char* text, std::size_t at, std::size_t size,
+                               const unsigned char* members, std::size_t count);
 std::size_t FindFromSse2(const unsigned char* t, std::size_t n, const unsigned char* p,
                          std::size_t m, std::size_t pos);
 
@@ -30,6 +29,39 @@ inline std::size_t SumBytes(__m256i counts) {
          static_cast<std::size_t>(_mm256_extract_epi64(sums, 1)) +
          static_cast<std::size_t>(_mm256_extract_epi64(sums, 2)) +
          static_cast<std::size_t>(_mm256_extract_epi64(sums, 3));
+}
+
+// Windows of two blocks; the last window, cut by the end of the text, in the 128-bit kernel's
+// blocks.
+std::size_t NextMembersAvx2(const unsigned char* text, std::size_t* at, std::size_t size,
+                            const unsigned char* members, std::size_t count, std::size_t wanted,
+                            std::size_t* found) {
+  __m256i set[kVectorMembers];
+  for (std::size_t i = 0; i < count; ++i) set[i] = _mm256_set1_epi8(static_cast<char>(members[i]));
+  std::size_t pos = *at;
+  std::size_t found_count = 0;
+  for (; size - pos >= kSetWindow; pos += kSetWindow) {
+    const __m256i low = Load(text + pos), high = Load(text + pos + 32);
+    __m256i low_hits = _mm256_cmpeq_epi8(low, set[0]);
+    __m256i high_hits = _mm256_cmpeq_epi8(high, set[0]);
+    for (std::size_t i = 1; i < count; ++i) {
+      low_hits = _mm256_or_si256(low_hits, _mm256_cmpeq_epi8(low, set[i]));
+      high_hits = _mm256_or_si256(high_hits, _mm256_cmpeq_epi8(high, set[i]));
+    }
+    if (_mm256_testz_si256(_mm256_or_si256(low_hits, high_hits), _mm256_set1_epi8(-1))) continue;
+    found_count =
+        AppendMembers(found, found_count, pos,
+                      std::uint64_t{Bits(low_hits)} | std::uint64_t{Bits(high_hits)} << 32);
+    if (found_count >= wanted) {
+      *at = pos + kSetWindow;
+      return found_count;
+    }
+  }
+  if (pos < size)
+    found_count =
+        AppendMembers(found, found_count, pos, CutWindowMembers(text, pos, size, members, count));
+  *at = size;
+  return found_count;
 }
 
 constexpr std::size_t kBlockStarts = 32;
@@ -133,7 +165,7 @@ std::size_t DecodedRoomAvx2(const unsigned char* p, std::size_t n, bool units) {
 }  // namespace
 
 extern const ScanKernels kScanAvx2;
-const ScanKernels kScanAvx2 = {Isa::kAvx2,    NextMembersSse2, FindFromAvx2,
+const ScanKernels kScanAvx2 = {Isa::kAvx2,    NextMembersAvx2, FindFromAvx2,
                                CountByteAvx2, LastByteAvx2,    DecodedRoomAvx2};
 
 }  // namespace internal

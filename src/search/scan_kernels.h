@@ -18,23 +18,29 @@ namespace internal {
 // Byte sets of at most this many members are compared byte by byte in vector registers; larger
 // ones take the 256-bit map.
 constexpr std::size_t kVectorMembers = 6;
-// The block of the byte-set kernels; shorter texts stay with the caller's map.
+// The shortest text the byte-set kernels take (one vector block); shorter ones stay with the
+// caller's map.
 constexpr std::size_t kSetBlock = 16;
-
-// A block of a byte-set scan: bit i of `mask` is set when text[at + i] is a member.
-struct ByteHits {
-  std::size_t at;
-  std::uint64_t mask;
-};
+// The window of a byte-set kernel: the members of this many bytes are found at once.
+constexpr std::size_t kSetWindow = 64;
+// The most members a caller asks a byte-set kernel for in one call, and the room its positions
+// need: a call stops after the window in which it has found as many as asked.
+constexpr std::size_t kMostMembersWanted = 64;
+constexpr std::size_t kMemberRoom = kMostMembersWanted - 1 + kSetWindow;
 
 struct ScanKernels {
   Isa isa;
-  // From `pos`, whole blocks of kSetBlock bytes of text[0, size) while they fit: the first block
-  // holding one of members[0, count) (1 <= count <= kVectorMembers), its start and the mask of its
-  // members; or, when there is none, the first position not looked at and an empty mask. Null at
-  // the portable level, whose sets keep to their map.
-  ByteHits (*next_members)(const unsigned char* text, std::size_t pos, std::size_t size,
-                           const unsigned char* members, std::size_t count);
+  // From *pos, windows of kSetWindow bytes of text[0, size), the last one cut by the end of the
+  // text: writes the positions of the bytes that are among members[0, count) to found[], in order,
+  // up to the end of the window in which their number reaches `wanted` or up to the end of the
+  // text; returns their number, and sets *pos to where it stopped reading (size at the end).
+  // Needs size >= kSetBlock, *pos <= size, 1 <= count <= kVectorMembers, 1 <= wanted <=
+  // kMostMembersWanted, and room for kMemberRoom positions. A caller that may stop at the first
+  // member asks for one, so that it reads no further than the window that holds it. Null at the
+  // portable level, whose sets keep to their map.
+  std::size_t (*next_members)(const unsigned char* text, std::size_t* pos, std::size_t size,
+                              const unsigned char* members, std::size_t count, std::size_t wanted,
+                              std::size_t* found);
   // First occurrence of p[0, m) in t[0, n) starting at or after `pos`, or kNotFound, where none
   // starts before `pos`; 2 <= m, pos <= n - m, and n >= 16. Linear time on any input.
   std::size_t (*find_from)(const unsigned char* t, std::size_t n, const unsigned char* p,
@@ -81,6 +87,14 @@ inline std::size_t DecodedRoomRule(const unsigned char* p, std::size_t n, bool u
   for (std::size_t i = 0; i < n; ++i)
     room += static_cast<std::size_t>((p[i] & 0xC0) != 0x80) + (units && p[i] >= 0xF0 ? 1 : 0);
   return room;
+}
+
+// Appends at + i for each bit i of `mask` to found[count...]; returns the new count.
+inline std::size_t AppendMembers(std::size_t* found, std::size_t count, std::size_t at,
+                                 std::uint64_t mask) {
+  for (; mask != 0; mask &= mask - 1)
+    found[count++] = at + static_cast<std::size_t>(__builtin_ctzll(mask));
+  return count;
 }
 
 // Whether a[0, len) equals b[0, len): short lengths in place, longer ones through memcmp.

@@ -21,17 +21,64 @@ inline unsigned Bits(uint8x16_t v) {
          static_cast<unsigned>(vaddv_u8(vget_high_u8(weighted))) << 8;
 }
 
-ByteHits NextMembersNeon(const unsigned char* text, std::size_t pos, std::size_t size,
-                         const unsigned char* members, std::size_t count) {
+// One bit per lane of four comparison results, bit 16 * k + i for lane i of the k-th: the weighted
+// lanes added in pairs down to eight bytes.
+inline std::uint64_t Bits64(uint8x16_t h0, uint8x16_t h1, uint8x16_t h2, uint8x16_t h3) {
+  static const uint8_t kWeights[16] = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  const uint8x16_t weights = vld1q_u8(kWeights);
+  const uint8x16_t low = vpaddq_u8(vandq_u8(h0, weights), vandq_u8(h1, weights));
+  const uint8x16_t high = vpaddq_u8(vandq_u8(h2, weights), vandq_u8(h3, weights));
+  const uint8x16_t quarter = vpaddq_u8(low, high);
+  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(quarter, quarter)), 0);
+}
+
+// The members among the 16 bytes at p, bit i for p[i].
+inline std::uint64_t BlockMembers(const unsigned char* p, const uint8x16_t* set,
+                                  std::size_t count) {
+  const uint8x16_t block = vld1q_u8(p);
+  uint8x16_t hits = vceqq_u8(block, set[0]);
+  for (std::size_t i = 1; i < count; ++i) hits = vorrq_u8(hits, vceqq_u8(block, set[i]));
+  return Bits(hits);
+}
+
+// Windows of four blocks; the last window, cut by the end of the text, in whole blocks and then one
+// block that ends with the text, its bytes already seen shifted out.
+std::size_t NextMembersNeon(const unsigned char* text, std::size_t* at, std::size_t size,
+                            const unsigned char* members, std::size_t count, std::size_t wanted,
+                            std::size_t* found) {
   uint8x16_t set[kVectorMembers];
   for (std::size_t i = 0; i < count; ++i) set[i] = vdupq_n_u8(members[i]);
-  for (; size - pos >= kSetBlock; pos += kSetBlock) {
-    const uint8x16_t block = vld1q_u8(text + pos);
-    uint8x16_t hits = vceqq_u8(block, set[0]);
-    for (std::size_t i = 1; i < count; ++i) hits = vorrq_u8(hits, vceqq_u8(block, set[i]));
-    if (Any(hits)) return ByteHits{pos, Bits(hits)};
+  std::size_t pos = *at;
+  std::size_t found_count = 0;
+  for (; size - pos >= kSetWindow; pos += kSetWindow) {
+    const uint8x16_t b0 = vld1q_u8(text + pos), b1 = vld1q_u8(text + pos + 16);
+    const uint8x16_t b2 = vld1q_u8(text + pos + 32), b3 = vld1q_u8(text + pos + 48);
+    uint8x16_t h0 = vceqq_u8(b0, set[0]), h1 = vceqq_u8(b1, set[0]);
+    uint8x16_t h2 = vceqq_u8(b2, set[0]), h3 = vceqq_u8(b3, set[0]);
+    for (std::size_t i = 1; i < count; ++i) {
+      h0 = vorrq_u8(h0, vceqq_u8(b0, set[i]));
+      h1 = vorrq_u8(h1, vceqq_u8(b1, set[i]));
+      h2 = vorrq_u8(h2, vceqq_u8(b2, set[i]));
+      h3 = vorrq_u8(h3, vceqq_u8(b3, set[i]));
+    }
+    if (!Any(vorrq_u8(vorrq_u8(h0, h1), vorrq_u8(h2, h3)))) continue;
+    found_count = AppendMembers(found, found_count, pos, Bits64(h0, h1, h2, h3));
+    if (found_count >= wanted) {
+      *at = pos + kSetWindow;
+      return found_count;
+    }
   }
-  return ByteHits{pos, 0};
+  if (pos < size) {
+    std::uint64_t mask = 0;
+    std::size_t offset = 0;
+    for (; size - pos - offset >= 16; offset += 16)
+      mask |= BlockMembers(text + pos + offset, set, count) << offset;
+    const std::size_t rest = size - pos - offset;
+    if (rest > 0) mask |= (BlockMembers(text + size - 16, set, count) >> (16 - rest)) << offset;
+    found_count = AppendMembers(found, found_count, pos, mask);
+  }
+  *at = size;
+  return found_count;
 }
 
 constexpr std::size_t kBlockStarts = 16;

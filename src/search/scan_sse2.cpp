@@ -73,20 +73,66 @@ std::size_t DecodedRoomSse2(const unsigned char* p, std::size_t n, bool units) {
 
 }  // namespace
 
-// Also the AVX2 level's kernel: a wider block would leave more short texts to the map.
-ByteHits NextMembersSse2(const unsigned char* text, std::size_t pos, std::size_t size,
-                         const unsigned char* members, std::size_t count) {
+namespace {
+
+// The members among the 16 bytes at p, bit i for p[i].
+inline std::uint64_t BlockMembers(const unsigned char* p, const __m128i* set, std::size_t count) {
+  const __m128i block = Load(p);
+  __m128i hits = _mm_cmpeq_epi8(block, set[0]);
+  for (std::size_t i = 1; i < count; ++i) hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, set[i]));
+  return Bits(hits);
+}
+
+}  // namespace
+
+// The members of the last window, from `at` to the end of the text (fewer than kSetWindow bytes,
+// size >= 16): whole blocks, then one block that ends with the text, its bytes already seen
+// shifted out. Also the AVX2 level's.
+std::uint64_t CutWindowMembers(const unsigned char* text, std::size_t at, std::size_t size,
+                               const unsigned char* members, std::size_t count) {
   __m128i set[kVectorMembers];
   for (std::size_t i = 0; i < count; ++i) set[i] = _mm_set1_epi8(static_cast<char>(members[i]));
-  for (; size - pos >= kSetBlock; pos += kSetBlock) {
-    const __m128i block = Load(text + pos);
-    __m128i hits = _mm_cmpeq_epi8(block, set[0]);
-    for (std::size_t i = 1; i < count; ++i)
-      hits = _mm_or_si128(hits, _mm_cmpeq_epi8(block, set[i]));
-    const unsigned mask = Bits(hits);
-    if (mask != 0) return ByteHits{pos, mask};
+  std::uint64_t mask = 0;
+  std::size_t offset = 0;
+  for (; size - at - offset >= 16; offset += 16)
+    mask |= BlockMembers(text + at + offset, set, count) << offset;
+  const std::size_t rest = size - at - offset;
+  if (rest > 0) mask |= (BlockMembers(text + size - 16, set, count) >> (16 - rest)) << offset;
+  return mask;
+}
+
+std::size_t NextMembersSse2(const unsigned char* text, std::size_t* at, std::size_t size,
+                            const unsigned char* members, std::size_t count, std::size_t wanted,
+                            std::size_t* found) {
+  __m128i set[kVectorMembers];
+  for (std::size_t i = 0; i < count; ++i) set[i] = _mm_set1_epi8(static_cast<char>(members[i]));
+  std::size_t pos = *at;
+  std::size_t found_count = 0;
+  for (; size - pos >= kSetWindow; pos += kSetWindow) {
+    const __m128i b0 = Load(text + pos), b1 = Load(text + pos + 16);
+    const __m128i b2 = Load(text + pos + 32), b3 = Load(text + pos + 48);
+    __m128i h0 = _mm_cmpeq_epi8(b0, set[0]), h1 = _mm_cmpeq_epi8(b1, set[0]);
+    __m128i h2 = _mm_cmpeq_epi8(b2, set[0]), h3 = _mm_cmpeq_epi8(b3, set[0]);
+    for (std::size_t i = 1; i < count; ++i) {
+      h0 = _mm_or_si128(h0, _mm_cmpeq_epi8(b0, set[i]));
+      h1 = _mm_or_si128(h1, _mm_cmpeq_epi8(b1, set[i]));
+      h2 = _mm_or_si128(h2, _mm_cmpeq_epi8(b2, set[i]));
+      h3 = _mm_or_si128(h3, _mm_cmpeq_epi8(b3, set[i]));
+    }
+    if (Bits(_mm_or_si128(_mm_or_si128(h0, h1), _mm_or_si128(h2, h3))) == 0) continue;
+    found_count = AppendMembers(found, found_count, pos,
+                                std::uint64_t{Bits(h0)} | std::uint64_t{Bits(h1)} << 16 |
+                                    std::uint64_t{Bits(h2)} << 32 | std::uint64_t{Bits(h3)} << 48);
+    if (found_count >= wanted) {
+      *at = pos + kSetWindow;
+      return found_count;
+    }
   }
-  return ByteHits{pos, 0};
+  if (pos < size)
+    found_count =
+        AppendMembers(found, found_count, pos, CutWindowMembers(text, pos, size, members, count));
+  *at = size;
+  return found_count;
 }
 
 // Starts tested by one block.

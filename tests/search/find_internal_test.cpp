@@ -27,8 +27,8 @@ TEST(FindFirst, EveryShortLengthAndAlignment) {
                                    std::string(60, 'a') + "bc"};
   std::vector<std::size_t> lengths;
   for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (std::size_t n :
-       {79, 80, 81, 95, 96, 97, 127, 128, 129, 270, 271, 272, 273, 287, 288, 289, 300, 350, 500})
+  for (std::size_t n : {79,  80,  81,  95,  96,  97,  127, 128, 129, 257, 258, 259, 260, 262,
+                        266, 267, 268, 270, 271, 272, 273, 287, 288, 289, 300, 350, 500})
     lengths.push_back(n);
   std::mt19937 rng(16);
   for (std::size_t n : lengths) {
@@ -55,12 +55,16 @@ TEST(FindFirst, EveryShortLengthAndAlignment) {
 }
 
 // One occurrence planted at every start of texts whose other bytes never hold the pattern's first
-// byte but a near-match at the start: the scans that skip such text (memchr, whole blocks without a
-// candidate) must stop exactly there, at the first start, the last one and every one between.
+// byte but near-matches before it: none, one at the start, or one at every start before it that
+// leaves room (the first and last bytes of the pattern with a wrong byte between). The scans that
+// skip such text (memchr, blocks without a candidate) and the ones that test candidates must stop
+// exactly there, at the first start, the last one and every one between, on texts around the
+// lengths where the search changes path (one block of starts, 256 starts).
 TEST(FindFirst, PlantedOccurrenceAtEveryStart) {
   std::mt19937 rng(20);
-  for (std::size_t n : {16, 17, 31, 32, 33, 47, 48, 64, 65, 80, 81, 97, 128, 129, 300, 333}) {
-    for (std::size_t m : {2, 3, 4, 10, 17, 18}) {
+  for (std::size_t n : {16,  17,  31,  32,  33,  47,  48,  64,  65,  80,  81, 97,
+                        128, 129, 257, 258, 259, 260, 266, 273, 274, 300, 333}) {
+    for (std::size_t m : {2, 3, 4, 8, 9, 10, 16, 17, 18}) {
       if (m > n) continue;
       std::string pattern(m, 'b');
       for (std::size_t i = 1; i < m; ++i)
@@ -68,18 +72,28 @@ TEST(FindFirst, PlantedOccurrenceAtEveryStart) {
             "ac\xC3"
             "b"[rng() % 4];
       for (std::size_t at = 0; at + m <= n && !HasFailure(); ++at) {
-        std::string text(n, 'a');
-        for (char& c : text) c = "aac\xC3"[rng() % 4];
-        if (at >= m) {
-          // A near-match at the start: the first candidate fails, and the scan goes on past it.
-          text[0] = 'b';
-          text[m - 1] = pattern[m - 1] == 'a' ? 'c' : 'a';
+        for (int near = 0; near < 3; ++near) {
+          std::string text(n, 'a');
+          for (char& c : text) c = "aac\xC3"[rng() % 4];
+          for (std::size_t i = 0; near > 0 && i + m <= at && (near == 2 || i == 0);
+               i += near == 2 && m > 2 ? m - 1 : m) {
+            // The pattern's first and last bytes, a wrong byte between (a wrong last byte when m
+            // is 2).
+            text.replace(i, m, pattern);
+            if (m > 2)
+              text[i + 1 + rng() % (m - 2)] = 'z';
+            else
+              text[i + 1] = 'z';
+          }
+          text.replace(at, m, pattern);
+          std::vector<char> block(1 +
+                                  n);  // one byte off a block's alignment, ending the allocation
+          std::copy(text.begin(), text.end(), block.begin() + 1);
+          // Near-matches next to each other may form an occurrence before `at`.
+          EXPECT_EQ(qor::internal::FindFirst(block.data() + 1, n, pattern.data(), m),
+                    near == 0 ? at : Naive(text, pattern))
+              << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
         }
-        text.replace(at, m, pattern);
-        std::vector<char> block(1 + n);  // one byte off a block's alignment, ending the allocation
-        std::copy(text.begin(), text.end(), block.begin() + 1);
-        EXPECT_EQ(qor::internal::FindFirst(block.data() + 1, n, pattern.data(), m), at)
-            << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
       }
     }
   }

@@ -1,14 +1,16 @@
 // The byte-scan kernels of every level the CPU runs (byte sets, the single-pattern filter, the byte
 // count and backward search of replace, the room count of the UTF-8 decoders) held against models
-// written from their rules: every length from 0 to 70 bytes and around the blocks of 16 and 32, at
-// every alignment, matches at every position and near-matches. Each text ends its allocation, so
-// the sanitizer build reports a read past it.
+// written from their rules: every length from 0 to 70 bytes and around the blocks of 16 and 32 and
+// the windows of 64, at every alignment, members in each block of a window and at its last byte,
+// matches at every position and near-matches. Each text ends its allocation, so the sanitizer build
+// reports a read past it.
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
 #include <vector>
 
+#include "byte_set.h"
 #include "cpu_features.h"
 #include "search/scan_kernels.h"
 #include "test_util.h"
@@ -31,7 +33,8 @@ std::vector<const qi::ScanKernels*> Levels() {
 std::vector<std::size_t> Lengths() {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (std::size_t n : {79, 80, 81, 95, 96, 97, 127, 128, 129, 255, 256, 257, 4080, 4097, 8200})
+  for (std::size_t n : {79,  80,  81,  95,  96,  97,  111, 112,  113,  127, 128,
+                        129, 191, 192, 193, 255, 256, 257, 4080, 4097, 8200})
     lengths.push_back(n);
   return lengths;
 }
@@ -52,24 +55,34 @@ std::string Random(std::mt19937& rng, const std::string& letters, std::size_t n)
   return text;
 }
 
-// Positions of the set's bytes found as ByteSet does: the kernel over whole blocks, the rest byte
-// by byte.
+// Positions of the set's bytes found as ByteSet does, asking the kernel for `wanted` members a call
+// (0: a random number each call), or byte by byte when the text is shorter than a block or the
+// level has no kernel. Checks what each call reports against its contract.
 std::vector<std::size_t> MembersWith(const qi::ScanKernels& kernels, const unsigned char* text,
-                                     std::size_t size, const std::string& set) {
+                                     std::size_t size, const std::string& set,
+                                     std::size_t wanted = 0) {
   const auto* members = reinterpret_cast<const unsigned char*>(set.data());
+  std::mt19937 rng(static_cast<unsigned>(size));
   std::vector<std::size_t> found;
   std::size_t pos = 0;
-  while (kernels.next_members != nullptr) {
-    const qi::ByteHits hits = kernels.next_members(text, pos, size, members, set.size());
-    EXPECT_EQ(hits.mask >> qi::kSetBlock, 0u) << "bits past the block";
-    if (hits.mask == 0) {
-      EXPECT_LT(size - hits.at, qi::kSetBlock) << "a whole block left unread";
-      pos = hits.at;
-      break;
+  if (kernels.next_members != nullptr && size >= qi::kSetBlock) {
+    while (pos < size && !::testing::Test::HasFailure()) {
+      const std::size_t asked = wanted != 0 ? wanted : 1 + rng() % qi::kMostMembersWanted;
+      std::vector<std::size_t> room(qi::kMemberRoom, qi::kNotFound);
+      const std::size_t from = pos;
+      const std::size_t count =
+          kernels.next_members(text, &pos, size, members, set.size(), asked, room.data());
+      EXPECT_LE(count, qi::kMemberRoom);
+      EXPECT_TRUE(pos == size || (pos > from && (pos - from) % qi::kSetWindow == 0 &&
+                                  count >= asked && count < asked + qi::kSetWindow))
+          << "stopped at " << pos << " from " << from << " with " << count << " of " << asked;
+      for (std::size_t i = 0; i < count; ++i) {
+        EXPECT_TRUE(room[i] >= from && room[i] < pos)
+            << room[i] << " outside " << from << ".." << pos;
+        found.push_back(room[i]);
+      }
     }
-    for (std::size_t i = 0; i < qi::kSetBlock; ++i)
-      if ((hits.mask >> i) & 1) found.push_back(hits.at + i);
-    pos = hits.at + qi::kSetBlock;
+    return found;
   }
   for (; pos < size; ++pos)
     if (set.find(static_cast<char>(text[pos])) != kNpos) found.push_back(pos);
@@ -97,6 +110,59 @@ TEST(ScanKernels, ByteSetMembers) {
         EXPECT_EQ(MembersWith(*kernels, placed.data, n, set), want)
             << qor_test::Hex(text) << " / " << qor_test::Hex(set);
       }
+    }
+  }
+}
+
+// A lone member at every position of texts around the block and window widths, at every
+// alignment, alone and with a second one at the last byte: each block of a window, each window's
+// last byte, and a window cut by the end of the text.
+TEST(ScanKernels, ByteSetMemberAtEveryPosition) {
+  for (const qi::ScanKernels* kernels : Levels()) {
+    SCOPED_TRACE(qi::IsaName(kernels->isa));
+    for (std::size_t n :
+         {15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65, 80, 127, 128, 129, 191, 192, 193, 200}) {
+      for (std::size_t align = 0; align < 16; ++align) {
+        for (std::size_t at = 0; at < n && !HasFailure(); ++at) {
+          for (const char* set : {"x", "yx", "\x80x,;\t\n"}) {
+            std::string text(n, 'a');
+            text[at] = 'x';
+            std::vector<std::size_t> want = {at};
+            if (at % 3 == 0 && at + 1 < n) {
+              text[n - 1] = ',';
+              if (std::string(set).find(',') != kNpos) want.push_back(n - 1);
+            }
+            const Placed placed(text, align);
+            EXPECT_EQ(MembersWith(*kernels, placed.data, n, set, 1 + at % 2), want)
+                << "n " << n << " at " << at << " align " << align << " set " << set;
+          }
+        }
+      }
+    }
+  }
+}
+
+// ByteSet itself, at the level this CPU runs: every member visited in order, and no visit after
+// the one that stops the scan.
+TEST(ScanKernels, ByteSetVisitsInOrderAndStops) {
+  const std::string alphabet("ab \t\0\xC3\xFF,;", 9);
+  std::mt19937 rng(164);
+  for (std::size_t n : Lengths()) {
+    for (int round = 0; round < 4 && !HasFailure(); ++round) {
+      const std::string text = Random(rng, alphabet, n);
+      const std::string set = Random(rng, alphabet, 1 + rng() % (round == 3 ? 9 : 4));
+      std::vector<std::size_t> want;
+      for (std::size_t i = 0; i < n; ++i)
+        if (set.find(text[i]) != kNpos) want.push_back(i);
+      const std::size_t stop_after = want.empty() ? 0 : rng() % want.size();
+      std::vector<std::size_t> seen;
+      qi::ByteSet(set).ForEachMember(text.data(), n, [&](std::size_t pos) {
+        seen.push_back(pos);
+        return seen.size() <= stop_after;
+      });
+      if (!want.empty()) want.resize(stop_after + 1);
+      EXPECT_EQ(seen, want) << qor_test::Hex(text) << " / " << qor_test::Hex(set);
+      EXPECT_EQ(qi::ByteSet(set).FindFirst(text.data(), n), want.empty() ? kNpos : want[0]);
     }
   }
 }
