@@ -110,6 +110,13 @@ std::wstring string_utf8_to_wstring(const std::string& text) {
 }
 
 std::string string_wstring_to_utf8(const std::wstring& text) {
+  // A short text is encoded here and its result constructed in place, with no call on the way.
+  if (text.size() < internal::kShortCodePoints) {
+    unsigned char bytes[4 * internal::kShortCodePoints];
+    const std::size_t size = internal::ShortCodePointsToUtf8(text.data(), text.size(), bytes);
+    if (size == internal::kNotConverted) return kToBytesError;
+    return std::string(reinterpret_cast<const char*>(bytes), size);
+  }
   std::string result;
   try {
     if (!internal::CodePointsToUtf8(text, result)) result = kToBytesError;

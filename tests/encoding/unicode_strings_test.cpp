@@ -82,10 +82,14 @@ TEST(StringUtf8ByName, MatchesTheStandardRuleAroundTheOnePassLength) {
           ASSERT_EQ(string_utf8_to_wstring(s), decode(s)) << Hex(s);
         }
       }
-      for (std::uint32_t fault : {0u, 0xD800u, 0x110000u}) {
-        std::wstring w = wide;
-        if (fault != 0 && !w.empty()) w.back() = static_cast<wchar_t>(fault);
-        ASSERT_EQ(string_wstring_to_utf8(w), encode(w)) << Hex(w);
+      // A refused element last, first and in the middle (short texts take a path of their own).
+      for (std::uint32_t fault : {0u, 0xD800u, 0xDFFFu, 0x110000u, 0x80000000u}) {
+        for (std::size_t at : {length - 1, std::size_t{0}, length / 2}) {
+          std::wstring w = wide;
+          if (fault != 0 && at < w.size()) w[at] = static_cast<wchar_t>(fault);
+          ASSERT_EQ(string_wstring_to_utf8(w), encode(w)) << Hex(w);
+          ASSERT_EQ(string_wstring_to_string(w, "utf-8"), encode(w)) << Hex(w);
+        }
       }
     }
     const std::uint32_t next = values[length % 9];
