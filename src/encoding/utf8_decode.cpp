@@ -226,42 +226,53 @@ std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, s
                                        drop_bom, count, p + read + kernels.block);
 }
 
-// utf8_to_wchar; `kernels()` gives the table, fetched only for a text that is not short ASCII.
-template <class Kernels>
-std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wchar_t* dst,
-                       std::size_t dst_cap, int flags) {
-  if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
+// The rest of a call after the kernel's first step `first` (nothing for a text shorter than a
+// block), which did not settle the whole text. Out of line, so that the common calls -- short
+// ASCII, and a text the kernel settles whole -- save no registers for it.
+[[gnu::noinline]] std::size_t DecodeAfter(const DecodeKernels& k, const unsigned char* p,
+                                          std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
+                                          int flags, DecodeStep first) {
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
-  const auto* p = reinterpret_cast<const unsigned char*>(src);
-  // A short ASCII text, each byte its own element in every mode, without a kernel's call or the
-  // loop's per-byte tests. Elements are written up to the capacity, as the loop would. From 64
-  // bytes on, whole blocks of every level, the kernel is quicker.
-  if (src_len >= 8 && src_len < 64 && ShortAsciiText(p, src_len)) {
-    if (dst == nullptr) return src_len;
-    const std::size_t fill = src_len <= dst_cap ? src_len : dst_cap;
-    std::size_t i = 0;
-    for (; i + 8 <= fill; i += 8) {
-      for (std::size_t k = 0; k < 8; ++k) dst[i + k] = static_cast<wchar_t>(p[i + k]);
-    }
-    for (; i < fill; ++i) dst[i] = static_cast<wchar_t>(p[i]);
-    return src_len <= dst_cap ? src_len : 0;
-  }
-  const DecodeKernels& k = kernels();
-  // The first kernel call, before anything else is set up: a text it settles whole, the common
-  // case, needs nothing more.
-  DecodeStep first = {0, 0};
-  if (src_len >= k.block) {
-    first =
-        k.decode(p, src_len, dst, dst != nullptr ? dst_cap : 0, drop_bom ? kDecodeStopAtBom : 0);
-    if (first.read == src_len) return first.written;
-  }
   if (dst == nullptr) {
     return lenient ? DecodeOfKind<false, true>(k, p, src_len, nullptr, 0, drop_bom, first)
                    : DecodeOfKind<false, false>(k, p, src_len, nullptr, 0, drop_bom, first);
   }
   return lenient ? DecodeOfKind<true, true>(k, p, src_len, dst, dst_cap, drop_bom, first)
                  : DecodeOfKind<true, false>(k, p, src_len, dst, dst_cap, drop_bom, first);
+}
+
+// utf8_to_wchar; `kernels()` gives the table, fetched only for a text that is not short ASCII.
+template <class Kernels>
+std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wchar_t* dst,
+                       std::size_t dst_cap, int flags) {
+  if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
+  const auto* p = reinterpret_cast<const unsigned char*>(src);
+  // A short ASCII text, each byte its own element in every mode, without a kernel's call or the
+  // loop's per-byte tests. Elements are written up to the capacity, as the loop would. From 64
+  // bytes on, whole blocks of every level, the kernel is quicker.
+  if (src_len < kPadded) {
+    if (src_len >= 8 && ShortAsciiText(p, src_len)) {
+      if (dst == nullptr) return src_len;
+      const std::size_t fill = src_len <= dst_cap ? src_len : dst_cap;
+      std::size_t i = 0;
+      for (; i + 8 <= fill; i += 8) {
+        for (std::size_t k = 0; k < 8; ++k) dst[i + k] = static_cast<wchar_t>(p[i + k]);
+      }
+      for (; i < fill; ++i) dst[i] = static_cast<wchar_t>(p[i]);
+      return src_len <= dst_cap ? src_len : 0;
+    }
+  }
+  const DecodeKernels& k = kernels();
+  // The first kernel call, before anything else is set up: a text it settles whole, the common
+  // case, needs nothing more.
+  DecodeStep first = {0, 0};
+  if (src_len >= k.block) {
+    first = k.decode(p, src_len, dst, dst != nullptr ? dst_cap : 0,
+                     (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0);
+    if (first.read == src_len) return first.written;
+  }
+  return DecodeAfter(k, p, src_len, dst, dst_cap, flags, first);
 }
 
 const DecodeKernels& Best() {
