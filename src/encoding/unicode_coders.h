@@ -12,19 +12,25 @@
 namespace qor {
 namespace internal {
 
+// What the short conversions below return for a text that does not convert.
+constexpr std::size_t kNotConverted = static_cast<std::size_t>(-1);
+
 // Each converts the whole input and returns true, or returns false (with `out` unspecified) when
 // any part of it does not convert: a malformed, overlong or cut-short sequence, a surrogate code
 // point, a value above 0x10FFFF. Zero bytes and zero elements convert like any other unit.
 
 // UTF-8 to one code point per element.
 bool Utf8ToCodePoints(const std::string& text, std::wstring& out);
+// The same for a text of up to kOnePassUtf8Bytes bytes, into out (room for one element a byte),
+// so that the caller constructs its result from there: the count, or kNotConverted.
+constexpr std::size_t kOnePassUtf8Bytes = 1024;
+std::size_t ShortUtf8ToCodePoints(const std::string& text, wchar_t* out);
 // Code points to UTF-8.
 bool CodePointsToUtf8(const std::wstring& text, std::string& out);
 
 // Texts of fewer elements than this are worth no kernel: the "utf-8" encoders take them in one
 // inline loop, into a buffer of the caller's on the stack.
 constexpr std::size_t kShortCodePoints = 16;
-constexpr std::size_t kNotConverted = static_cast<std::size_t>(-1);
 
 // The UTF-8 of the code points p[0, n), n < kShortCodePoints, written at out (room for four bytes
 // an element): its byte count, or kNotConverted for a surrogate or a value above 0x10FFFF.
