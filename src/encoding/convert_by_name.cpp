@@ -100,16 +100,30 @@ std::string string_wstring_to_string(const std::wstring& text, const std::string
 // The "utf-8" conversions by name, without looking the name up: the same coders, the same error
 // texts. One result object, returned in place.
 std::wstring string_utf8_to_wstring(const std::string& text) {
-  std::wstring result;
   try {
-    if (!internal::Utf8ToCodePoints(text, result)) result = Widen(kFromBytesError);
+    // A short text is decoded on the stack and its result constructed in place, at its size.
+    if (text.size() <= internal::kOnePassUtf8Bytes) {
+      wchar_t decoded[internal::kOnePassUtf8Bytes];
+      const std::size_t size = internal::ShortUtf8ToCodePoints(text, decoded);
+      if (size == internal::kNotConverted) return Widen(kFromBytesError);
+      return std::wstring(decoded, size);
+    }
+    std::wstring result;
+    if (!internal::Utf8ToCodePoints(text, result)) return Widen(kFromBytesError);
+    return result;
   } catch (const std::exception& error) {
-    result = Widen(error.what());
+    return Widen(error.what());
   }
-  return result;
 }
 
 std::string string_wstring_to_utf8(const std::wstring& text) {
+  // A short text is encoded here and its result constructed in place, with no call on the way.
+  if (text.size() < internal::kShortCodePoints) {
+    unsigned char bytes[4 * internal::kShortCodePoints];
+    const std::size_t size = internal::ShortCodePointsToUtf8(text.data(), text.size(), bytes);
+    if (size == internal::kNotConverted) return kToBytesError;
+    return std::string(reinterpret_cast<const char*>(bytes), size);
+  }
   std::string result;
   try {
     if (!internal::CodePointsToUtf8(text, result)) result = kToBytesError;

@@ -44,9 +44,12 @@ const DecodeKernels* DecodeKernelsFor(Isa isa) {
   }
 }
 
-const DecodeKernels& BestDecodeKernels() {
-  // Resolved once, on first use, from what the C runtime knows of the CPU; read-only after.
-  static const DecodeKernels* const best = DecodeKernelsFor(BestIsa());
+std::atomic<const DecodeKernels*> best_decode_kernels{nullptr};
+
+// Threads that race here store the same address.
+const DecodeKernels& PickDecodeKernels() {
+  const DecodeKernels* const best = DecodeKernelsFor(BestIsa());
+  best_decode_kernels.store(best, std::memory_order_relaxed);
   return *best;
 }
 

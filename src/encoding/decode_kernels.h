@@ -4,6 +4,7 @@
 #ifndef QORSTL_SRC_ENCODING_DECODE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_DECODE_KERNELS_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -46,8 +47,15 @@ struct DecodeKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const DecodeKernels* DecodeKernelsFor(Isa isa);
-// The table of the best level this CPU runs; the scalar table when there is none.
-const DecodeKernels& BestDecodeKernels();
+// The table of the best level this CPU runs; the scalar table when there is none. The first call
+// picks it and keeps its address; every later one reads that address, with no call and no guard
+// (the tables themselves are constants, so a relaxed load sees them whole).
+extern std::atomic<const DecodeKernels*> best_decode_kernels;
+const DecodeKernels& PickDecodeKernels();
+inline const DecodeKernels& BestDecodeKernels() {
+  const DecodeKernels* best = best_decode_kernels.load(std::memory_order_relaxed);
+  return best != nullptr ? *best : PickDecodeKernels();
+}
 
 // The readers of UTF-8 with a table of the caller's choice, so that tests can run each level
 // through the whole function: utf8_to_wchar, and the layout test of string_is_utf8_string.

@@ -38,13 +38,14 @@ const EncodeKernels* EncodeKernelsFor(Isa isa) {
   }
 }
 
-// Resolved on first use (thread-safe), read-only after: callers share no state that changes.
-const EncodeKernels& BestEncodeKernels() {
-  static const EncodeKernels& best = [] {
-    const EncodeKernels* kernels = EncodeKernelsFor(BestIsa());
-    return kernels != nullptr ? *kernels : kEncodeScalar;  // a level without tables of ours
-  }();
-  return best;
+std::atomic<const EncodeKernels*> best_encode_kernels{nullptr};
+
+// Threads that race here store the same address.
+const EncodeKernels& PickEncodeKernels() {
+  const EncodeKernels* best = EncodeKernelsFor(BestIsa());
+  if (best == nullptr) best = &kEncodeScalar;  // a level without tables of ours
+  best_encode_kernels.store(best, std::memory_order_relaxed);
+  return *best;
 }
 
 }  // namespace internal

@@ -5,6 +5,7 @@
 #ifndef QORSTL_SRC_ENCODING_ENCODE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_ENCODE_KERNELS_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -50,8 +51,14 @@ struct EncodeKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const EncodeKernels* EncodeKernelsFor(Isa isa);
-// The table of the best level this CPU runs, picked once.
-const EncodeKernels& BestEncodeKernels();
+// The table of the best level this CPU runs: picked by the first call, read by every later one
+// from the address kept then, with no call and no guard.
+extern std::atomic<const EncodeKernels*> best_encode_kernels;
+const EncodeKernels& PickEncodeKernels();
+inline const EncodeKernels& BestEncodeKernels() {
+  const EncodeKernels* best = best_encode_kernels.load(std::memory_order_relaxed);
+  return best != nullptr ? *best : PickEncodeKernels();
+}
 
 // The scalar rule for plain runs, which every kernel also uses for what its blocks leave.
 inline std::size_t MeasurePlainScalar(const wchar_t* p, std::size_t n, const PlainRule& rule,

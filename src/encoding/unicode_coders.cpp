@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "encoding/decode_kernels.h"
 #include "encoding/utf8_rules.h"
@@ -65,7 +66,17 @@ std::size_t DecodeInto(const unsigned char* p, std::size_t n, wchar_t* const out
                        std::size_t room) {
   const DecodeKernels& kernels = BestDecodeKernels();
   std::size_t i = 0;
-  std::size_t w = 0;
+  // A text shorter than a block widens its leading ASCII a word at a time (zero bytes included:
+  // they convert like any other).
+  if (n < kernels.block) {
+    for (; n - i >= 8; i += 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p + i, sizeof word);
+      if ((word & 0x8080808080808080ull) != 0) break;
+      for (std::size_t k = 0; k < 8; ++k) out[i + k] = static_cast<wchar_t>(p[i + k]);
+    }
+  }
+  std::size_t w = i;
   std::size_t rule_until = 0;
   while (i < n) {
     if (i >= rule_until && n - i >= kernels.block) {  // a kernel settles no shorter text
@@ -90,18 +101,16 @@ std::size_t DecodeInto(const unsigned char* p, std::size_t n, wchar_t* const out
   return w;
 }
 
-// A text of up to this many bytes is decoded once into a buffer on the stack (one element a byte
-// at most, a surrogate pair taking the four bytes of its sequence), and the result is allocated
-// once at its size. A longer one is counted first, and decoded into the result.
-constexpr std::size_t kOnePassBytes = 1024;
-
+// A text of up to kOnePassUtf8Bytes bytes is decoded once into a buffer on the stack (one element
+// a byte at most, a surrogate pair taking the four bytes of its sequence), and the result is
+// allocated once at its size. A longer one is counted first, and decoded into the result.
 template <bool kUnits>
 bool DecodeUtf8(const std::string& text, std::wstring& out) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const std::size_t n = text.size();
   constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
-  if (n <= kOnePassBytes) {
-    wchar_t buffer[kOnePassBytes];
+  if (n <= kOnePassUtf8Bytes) {
+    wchar_t buffer[kOnePassUtf8Bytes];
     const std::size_t written = DecodeInto<kUnits>(p, n, buffer, n);
     if (written == kFailed) return false;
     out.assign(buffer, written);
@@ -120,6 +129,12 @@ bool DecodeUtf8(const std::string& text, std::wstring& out) {
 
 bool Utf8ToCodePoints(const std::string& text, std::wstring& out) {
   return DecodeUtf8<false>(text, out);
+}
+
+std::size_t ShortUtf8ToCodePoints(const std::string& text, wchar_t* out) {
+  const std::size_t written = DecodeInto<false>(reinterpret_cast<const unsigned char*>(text.data()),
+                                                text.size(), out, text.size());
+  return written == static_cast<std::size_t>(-1) ? kNotConverted : written;
 }
 
 bool Utf8ToUtf16Units(const std::string& text, std::wstring& out) {

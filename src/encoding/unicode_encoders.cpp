@@ -195,6 +195,13 @@ std::string BmpUnitsToUtf8With(const EncodeKernels& kernels, const std::wstring&
 }
 
 bool CodePointsToUtf8(const std::wstring& text, std::string& out) {
+  if (text.size() < kShortCodePoints) {
+    unsigned char bytes[4 * kShortCodePoints];
+    const std::size_t size = ShortCodePointsToUtf8(text.data(), text.size(), bytes);
+    if (size == kNotConverted) return false;
+    out.assign(reinterpret_cast<const char*>(bytes), size);
+    return true;
+  }
   return CodePointsToUtf8With(BestEncodeKernels(), text, out);
 }
 

@@ -60,10 +60,14 @@ const ValidateKernels* ValidateKernelsFor(Isa isa) {
   }
 }
 
+std::atomic<const ValidateKernels*> best_validate_kernels{nullptr};
+
+// Threads that race here store the same address.
 const ValidateKernels& PickValidateKernels() {
-  // A level without a table of ours (a new one) gets the portable table.
-  const ValidateKernels* kernels = ValidateKernelsFor(BestIsa());
-  return kernels != nullptr ? *kernels : kValidateScalar;
+  const ValidateKernels* best = ValidateKernelsFor(BestIsa());
+  if (best == nullptr) best = &kValidateScalar;  // a level without a table of ours (a new one)
+  best_validate_kernels.store(best, std::memory_order_relaxed);
+  return *best;
 }
 
 }  // namespace internal

@@ -4,6 +4,7 @@
 #ifndef QORSTL_SRC_ENCODING_VALIDATE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_VALIDATE_KERNELS_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -29,12 +30,13 @@ struct ValidateKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const ValidateKernels* ValidateKernelsFor(Isa isa);
-// The table of the best level this CPU runs; the portable one when there is none.
+// The table of the best level this CPU runs; the portable one when there is none. The first call
+// picks it and keeps its address; every later one reads that address, with no call and no guard.
+extern std::atomic<const ValidateKernels*> best_validate_kernels;
 const ValidateKernels& PickValidateKernels();
-// The same, picked once on first use and read-only after, read without a call.
 inline const ValidateKernels& BestValidateKernels() {
-  static const ValidateKernels& best = PickValidateKernels();
-  return best;
+  const ValidateKernels* best = best_validate_kernels.load(std::memory_order_relaxed);
+  return best != nullptr ? *best : PickValidateKernels();
 }
 
 // Length of the well-formed standard sequence at p (at most 4 bytes, no overlong form, no

@@ -71,21 +71,40 @@ TEST(StringUtf8ByName, MatchesTheStandardRuleAroundTheOnePassLength) {
     }
     return out;
   };
+  // ASCII of every length up to past a block, then one sequence, or a fault, then a little ASCII.
+  for (std::size_t length = 0; length <= 70; ++length) {
+    std::string ascii(length, '\0');
+    for (std::size_t i = 0; i < length; ++i) ascii[i] = static_cast<char>(i % 5 == 4 ? 0 : 'a' + i);
+    for (const std::string& odd :
+         {"\xC3\xA9"s, "\xE4\xB8\xAD"s, "\xC3"s, "\x80"s, "\xED\xA0\x80"s}) {
+      for (const std::string& s : {ascii + odd, ascii + odd + "xyz"}) {
+        ASSERT_EQ(string_utf8_to_wstring(s), decode(s)) << Hex(s);
+        ASSERT_EQ(string_string_to_wstring(s, "utf-8"), decode(s)) << Hex(s);
+      }
+    }
+  }
   const std::uint32_t values[] = {'a', 0, 0xE9, 0x4E2D, 0x1F600, 0x10FFFF, 'b', 0x7FF, 0xFEFF};
   std::string bytes;
   std::wstring wide;
   for (std::size_t length = 0; length <= 1100; ++length) {
     if (length <= 80 || length + 40 >= 1024) {
+      // A fault last, or first (short texts take a path of their own).
       for (const std::string& fault : {""s, "\xC3"s, "\xED\xA0\x80"s, "\xF4\x90\x80\x80"s}) {
-        const std::string s = bytes.substr(0, length - std::min(length, fault.size())) + fault;
-        if (s.size() == length) {
-          ASSERT_EQ(string_utf8_to_wstring(s), decode(s)) << Hex(s);
+        const std::string rest = bytes.substr(0, length - std::min(length, fault.size()));
+        for (const std::string& s : {rest + fault, fault + rest}) {
+          if (s.size() == length) {
+            ASSERT_EQ(string_utf8_to_wstring(s), decode(s)) << Hex(s);
+          }
         }
       }
-      for (std::uint32_t fault : {0u, 0xD800u, 0x110000u}) {
-        std::wstring w = wide;
-        if (fault != 0 && !w.empty()) w.back() = static_cast<wchar_t>(fault);
-        ASSERT_EQ(string_wstring_to_utf8(w), encode(w)) << Hex(w);
+      // A refused element last, first and in the middle (short texts take a path of their own).
+      for (std::uint32_t fault : {0u, 0xD800u, 0xDFFFu, 0x110000u, 0x80000000u}) {
+        for (std::size_t at : {length - 1, std::size_t{0}, length / 2}) {
+          std::wstring w = wide;
+          if (fault != 0 && at < w.size()) w[at] = static_cast<wchar_t>(fault);
+          ASSERT_EQ(string_wstring_to_utf8(w), encode(w)) << Hex(w);
+          ASSERT_EQ(string_wstring_to_string(w, "utf-8"), encode(w)) << Hex(w);
+        }
       }
     }
     const std::uint32_t next = values[length % 9];

@@ -211,6 +211,40 @@ TEST(DecodeKernels, MatchTheRulesOnEveryLengthAndAlignmentOfPlainText) {
   }
 }
 
+// Texts of mostly two- to four-byte sequences, which short rests decode without the kernel, cut
+// at every character up to past a block, with each thing that path must leave to the rule at
+// every character: the result, and the whole buffer, as the model has them.
+TEST(DecodeKernels, MatchTheRulesOnShortTextsOfLongSequencesWithAFaultAtEveryPlace) {
+  const std::string faults[] = {
+      std::string(1, '\0'),    // a zero byte
+      "\xED\xA0\x80",          // a surrogate
+      "\xE0\x80\xAF",          // an overlong three-byte form
+      "\xC1\xBF",              // an overlong two-byte form
+      "\xF4\x90\x80\x80",      // above 0x10FFFF
+      "\xF8\x88\x80\x80\x80",  // a five-byte form
+      "\xEF\xBB\xBF",          // U+FEFF, which one flag drops
+      "\xE4\xB8",              // cut short
+      "\x80",                  // a stray continuation byte
+  };
+  std::string text;
+  std::vector<std::size_t> ends = {0};  // where each character ends
+  for (const char* unit : {"\xE4\xB8\xAD", "\xF0\x9F\x98\x80", "\xD0\xB6", "a"}) {
+    for (int k = 0; k < 6; ++k) {
+      text += unit;
+      ends.push_back(text.size());
+    }
+  }
+  for (std::size_t size : ends) {
+    CheckDecoding(text.substr(0, size), true, 3);
+    for (std::size_t at : ends) {
+      if (at > size) break;
+      for (const std::string& fault : faults) {
+        CheckDecoding(text.substr(0, at) + fault + text.substr(at, size - at), false);
+      }
+    }
+  }
+}
+
 // Random elements: runs of one script with other values mixed in at a random rate.
 std::wstring RandomElements(std::mt19937& rng, std::size_t max_size) {
   // 127 values from each; FF00 holds the full-width forms that CJK text mixes in.
