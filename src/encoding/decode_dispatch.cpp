@@ -44,14 +44,12 @@ const DecodeKernels* DecodeKernelsFor(Isa isa) {
   }
 }
 
-std::atomic<const DecodeKernels*> best_decode_kernels{nullptr};
-
-// Threads that race here store the same address.
 const DecodeKernels& PickDecodeKernels() {
   const DecodeKernels* const best = DecodeKernelsFor(BestIsa());
-  best_decode_kernels.store(best, std::memory_order_relaxed);
   return *best;
 }
+
+const DecodeKernels* const best_decode_kernels = &PickDecodeKernels();
 
 }  // namespace internal
 }  // namespace qor

@@ -4,7 +4,6 @@
 #ifndef QORSTL_SRC_ENCODING_DECODE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_DECODE_KERNELS_H_
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -47,13 +46,13 @@ struct DecodeKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const DecodeKernels* DecodeKernelsFor(Isa isa);
-// The table of the best level this CPU runs; the scalar table when there is none. The first call
-// picks it and keeps its address; every later one reads that address, with no call and no guard
-// (the tables themselves are constants, so a relaxed load sees them whole).
-extern std::atomic<const DecodeKernels*> best_decode_kernels;
+// The table of the best level this CPU runs (the portable one when there is none), picked when
+// the library is loaded and constant after: a call reads one pointer, with no call and no guard.
+// A call made by another load-time constructor before ours has run finds it null and picks.
+extern const DecodeKernels* const best_decode_kernels;
 const DecodeKernels& PickDecodeKernels();
 inline const DecodeKernels& BestDecodeKernels() {
-  const DecodeKernels* best = best_decode_kernels.load(std::memory_order_relaxed);
+  const DecodeKernels* best = best_decode_kernels;
   return best != nullptr ? *best : PickDecodeKernels();
 }
 

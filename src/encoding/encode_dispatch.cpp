@@ -38,15 +38,13 @@ const EncodeKernels* EncodeKernelsFor(Isa isa) {
   }
 }
 
-std::atomic<const EncodeKernels*> best_encode_kernels{nullptr};
-
-// Threads that race here store the same address.
 const EncodeKernels& PickEncodeKernels() {
   const EncodeKernels* best = EncodeKernelsFor(BestIsa());
   if (best == nullptr) best = &kEncodeScalar;  // a level without tables of ours
-  best_encode_kernels.store(best, std::memory_order_relaxed);
   return *best;
 }
+
+const EncodeKernels* const best_encode_kernels = &PickEncodeKernels();
 
 }  // namespace internal
 }  // namespace qor

@@ -5,7 +5,6 @@
 #ifndef QORSTL_SRC_ENCODING_ENCODE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_ENCODE_KERNELS_H_
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -51,12 +50,13 @@ struct EncodeKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const EncodeKernels* EncodeKernelsFor(Isa isa);
-// The table of the best level this CPU runs: picked by the first call, read by every later one
-// from the address kept then, with no call and no guard.
-extern std::atomic<const EncodeKernels*> best_encode_kernels;
+// The table of the best level this CPU runs (the portable one when there is none), picked when
+// the library is loaded and constant after: a call reads one pointer, with no call and no guard.
+// A call made by another load-time constructor before ours has run finds it null and picks.
+extern const EncodeKernels* const best_encode_kernels;
 const EncodeKernels& PickEncodeKernels();
 inline const EncodeKernels& BestEncodeKernels() {
-  const EncodeKernels* best = best_encode_kernels.load(std::memory_order_relaxed);
+  const EncodeKernels* best = best_encode_kernels;
   return best != nullptr ? *best : PickEncodeKernels();
 }
 

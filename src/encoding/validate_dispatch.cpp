@@ -60,15 +60,13 @@ const ValidateKernels* ValidateKernelsFor(Isa isa) {
   }
 }
 
-std::atomic<const ValidateKernels*> best_validate_kernels{nullptr};
-
-// Threads that race here store the same address.
 const ValidateKernels& PickValidateKernels() {
   const ValidateKernels* best = ValidateKernelsFor(BestIsa());
   if (best == nullptr) best = &kValidateScalar;  // a level without a table of ours (a new one)
-  best_validate_kernels.store(best, std::memory_order_relaxed);
   return *best;
 }
+
+const ValidateKernels* const best_validate_kernels = &PickValidateKernels();
 
 }  // namespace internal
 }  // namespace qor

@@ -4,7 +4,6 @@
 #ifndef QORSTL_SRC_ENCODING_VALIDATE_KERNELS_H_
 #define QORSTL_SRC_ENCODING_VALIDATE_KERNELS_H_
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -30,12 +29,13 @@ struct ValidateKernels {
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const ValidateKernels* ValidateKernelsFor(Isa isa);
-// The table of the best level this CPU runs; the portable one when there is none. The first call
-// picks it and keeps its address; every later one reads that address, with no call and no guard.
-extern std::atomic<const ValidateKernels*> best_validate_kernels;
+// The table of the best level this CPU runs (the portable one when there is none), picked when
+// the library is loaded and constant after: a call reads one pointer, with no call and no guard.
+// A call made by another load-time constructor before ours has run finds it null and picks.
+extern const ValidateKernels* const best_validate_kernels;
 const ValidateKernels& PickValidateKernels();
 inline const ValidateKernels& BestValidateKernels() {
-  const ValidateKernels* best = best_validate_kernels.load(std::memory_order_relaxed);
+  const ValidateKernels* best = best_validate_kernels;
   return best != nullptr ? *best : PickValidateKernels();
 }
 
