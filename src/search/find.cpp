@@ -100,32 +100,25 @@ std::size_t TwoWay(const unsigned char* t, std::size_t n, const unsigned char* p
   return kNotFound;
 }
 
+// Whether at[0, m) equals p[0, m), for sizeof(Word) <= m <= 2 * sizeof(Word): the first and last
+// words, which overlap when m is less than twice a word.
+template <typename Word>
+inline bool SameEnds(const unsigned char* at, const unsigned char* p, std::size_t m) {
+  Word a0, a1, p0, p1;
+  std::memcpy(&a0, at, sizeof(Word));
+  std::memcpy(&a1, at + m - sizeof(Word), sizeof(Word));
+  std::memcpy(&p0, p, sizeof(Word));
+  std::memcpy(&p1, p + m - sizeof(Word), sizeof(Word));
+  return ((a0 ^ p0) | (a1 ^ p1)) == 0;
+}
+
 // Whether the pattern p[0, m), m >= 2, stands at `at`: up to 16 bytes as two words that overlap
 // (its first and last 2, 4 or 8 bytes), longer ones by memcmp.
 inline bool PatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
   if (m > 16) return std::memcmp(at, p, m) == 0;
-  if (m >= 8) {
-    std::uint64_t a0, a1, p0, p1;
-    std::memcpy(&a0, at, 8);
-    std::memcpy(&a1, at + m - 8, 8);
-    std::memcpy(&p0, p, 8);
-    std::memcpy(&p1, p + m - 8, 8);
-    return ((a0 ^ p0) | (a1 ^ p1)) == 0;
-  }
-  if (m >= 4) {
-    std::uint32_t a0, a1, p0, p1;
-    std::memcpy(&a0, at, 4);
-    std::memcpy(&a1, at + m - 4, 4);
-    std::memcpy(&p0, p, 4);
-    std::memcpy(&p1, p + m - 4, 4);
-    return ((a0 ^ p0) | (a1 ^ p1)) == 0;
-  }
-  std::uint16_t a0, a1, p0, p1;
-  std::memcpy(&a0, at, 2);
-  std::memcpy(&a1, at + m - 2, 2);
-  std::memcpy(&p0, p, 2);
-  std::memcpy(&p1, p + m - 2, 2);
-  return ((a0 ^ p0) | (a1 ^ p1)) == 0;
+  if (m >= 8) return SameEnds<std::uint64_t>(at, p, m);
+  if (m >= 4) return SameEnds<std::uint32_t>(at, p, m);
+  return SameEnds<std::uint16_t>(at, p, m);
 }
 
 // Texts shorter than this take no scan.
