@@ -1,4 +1,5 @@
 // Unicode string conversions: the loose BMP coders to_utf8/to_utf16 and the 31-bit shortcut.
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -24,17 +25,21 @@ std::wstring to_utf16(const std::string& text) {
   // Plain standard UTF-8 of one to three bytes a sequence decodes the same under the loose rule,
   // so the best kernel settles such blocks first.
   const internal::DecodeKernels& kernels = internal::BestDecodeKernels();
+  // Each time the kernel refuses its first block the rule alone goes twice as far before the next
+  // try, up to 16 blocks: text full of four-byte sequences does not pay a refused call per block.
   std::size_t i = 0;
   std::size_t w = 0;
   std::size_t rule_until = 0;
+  std::size_t alone = kernels.block;
   while (i < n) {
     if (i >= rule_until) {
       const internal::DecodeStep step =
           kernels.decode(p + i, n - i, out + w, n - w, internal::kDecodeBmpOnly);
       i += step.read;
       w += step.written;
-      rule_until = i + kernels.block;
       if (i == n) break;
+      alone = step.read != 0 ? kernels.block : std::min(2 * alone, 16 * kernels.block);
+      rule_until = i + alone;
     }
     const std::uint32_t b = p[i];
     if (b < 0x80) {

@@ -49,6 +49,23 @@ TEST(ToUtf16, MatchesTheRuleOnRandomText) {
   }
 }
 
+// Long runs of four-byte sequences, which the kernels leave to the rule and so stretch the span the
+// rule takes alone, between runs the kernels take: every run length reaches the kernel again at a
+// different place in its span.
+TEST(ToUtf16, MatchesTheRuleAcrossRunsTheKernelsRefuse) {
+  std::mt19937 rng(20);
+  for (int round = 0; round < 300; ++round) {
+    std::string bytes;
+    for (std::size_t pieces = 1 + rng() % 8; pieces > 0; --pieces) {
+      for (std::size_t k = rng() % 300; k > 0; --k) bytes += "\xF0\x9F\x98\x80";
+      const char* const plain[] = {"a", "\xC3\xA9", "\xE4\xB8\xAD"};
+      const char* const unit = plain[rng() % 3];
+      for (std::size_t k = rng() % 400; k > 0; --k) bytes += unit;
+    }
+    ASSERT_EQ(to_utf16(bytes), ModelToUtf16(bytes)) << round;
+  }
+}
+
 // The "utf-8" conversions against the standard rule written out, at every length around the one
 // where a text stops taking a single pass on the stack (1024 bytes or elements), on text of one- to
 // four-byte forms with a fault at its end, or none.
