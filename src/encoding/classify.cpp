@@ -57,9 +57,9 @@ namespace internal {
 // byte; any other text takes the layout test.
 bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
                     const unsigned char* p, std::size_t n) {
-  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return false;
-  bool high = false;
-  if (StandardPrefixOfAnyLength(validate, p, n, high) == n) return high;
+  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return false;
+  const TextVerdict verdict = validate.is_utf8(p, n);
+  if (verdict != TextVerdict::kOther) return verdict == TextVerdict::kUtf8;
   return IsUtf8StringWith(decode != nullptr ? *decode : BestDecodeKernels(), p, n);
 }
 
@@ -72,15 +72,6 @@ const unsigned char* Bytes(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// string_is_utf8_string past its short ASCII texts: out of line, so that those cost the exported
-// function no registers to save.
-[[gnu::noinline]] bool IsUtf8Text(const unsigned char* p, std::size_t n) {
-  const qor::internal::ValidateKernels& validate = qor::internal::BestValidateKernels();
-  bool high = false;
-  if (qor::internal::StandardPrefixOfAnyLength(validate, p, n, high) == n) return high;
-  return qor::internal::IsUtf8StringWith(qor::internal::BestDecodeKernels(), p, n);
-}
-
 }  // namespace
 
 namespace qor {
@@ -91,10 +82,12 @@ bool string_is_ascii_string(const std::string& text) {
 
 bool string_is_utf8_string(const std::string& text) {
   const unsigned char* p = Bytes(text);
+  const std::size_t n = text.size();
   // A short ASCII text is settled here, before the kernels are looked up.
-  if (text.size() <= internal::kShortAsciiText && internal::ShortIsAscii(p, text.size()))
-    return false;
-  return IsUtf8Text(p, text.size());
+  if (n <= internal::kInlineAsciiText && internal::ShortIsAscii(p, n)) return false;
+  const internal::TextVerdict verdict = internal::BestValidateKernels().is_utf8(p, n);
+  if (verdict != internal::TextVerdict::kOther) return verdict == internal::TextVerdict::kUtf8;
+  return internal::IsUtf8StringWith(internal::BestDecodeKernels(), p, n);
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

@@ -31,11 +31,12 @@ struct Utf8Check {
         fourth_floor(_mm512_set1_epi8(0x70)),
         top_bit(_mm512_set1_epi8(char(0x80))) {}
 
-  // Whether the 64 bytes in v, after the bytes whose last three are prev3, prev2 and prev1 at each
-  // position, break a rule of standard UTF-8 (a sequence cut short by the end of the block is not
-  // yet a fault). The pair lookups flag a continuation after a continuation, which is right
-  // exactly where a byte two or three back announced a longer sequence.
-  bool Malformed(__m512i v, __m512i prev1, __m512i prev2, __m512i prev3) const {
+  // The faults of the 64 bytes in v, after the bytes whose last three are prev3, prev2 and prev1
+  // at each position: zero in every byte that breaks no rule of standard UTF-8 (a sequence cut
+  // short by the end of the block is not yet a fault). The pair lookups flag a continuation after
+  // a continuation, which is right exactly where a byte two or three back announced a longer
+  // sequence.
+  __m512i Faults(__m512i v, __m512i prev1, __m512i prev2, __m512i prev3) const {
     const __m512i pairs = _mm512_ternarylogic_epi32(
         _mm512_shuffle_epi8(by_first_high, _mm512_and_si512(_mm512_srli_epi16(prev1, 4), nibble)),
         _mm512_shuffle_epi8(by_first_low, _mm512_and_si512(prev1, nibble)),
@@ -44,8 +45,11 @@ struct Utf8Check {
     // Third bytes of E0..FF sequences and fourth bytes of F0..FF ones must be continuations.
     const __m512i announced = _mm512_or_si512(_mm512_subs_epu8(prev2, third_floor),
                                               _mm512_subs_epu8(prev3, fourth_floor));
-    const __m512i faults =
-        _mm512_ternarylogic_epi32(pairs, announced, top_bit, 0x78);  // a ^ (b & c)
+    return _mm512_ternarylogic_epi32(pairs, announced, top_bit, 0x78);  // a ^ (b & c)
+  }
+  // Whether the 64 bytes in v break a rule, as Faults tells.
+  bool Malformed(__m512i v, __m512i prev1, __m512i prev2, __m512i prev3) const {
+    const __m512i faults = Faults(v, prev1, prev2, prev3);
     return _mm512_test_epi8_mask(faults, faults) != 0;
   }
 };

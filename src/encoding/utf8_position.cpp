@@ -45,21 +45,19 @@ namespace {
       pos += length;
     }
     if (pos == n) return std::string::npos;
-    bool high = false;
-    pos += StandardPrefixOfAnyLength(kernels, p + pos, n - pos, high);
-    if (pos == n) return std::string::npos;
+    const std::size_t valid = kernels.find_invalid(p + pos, n - pos);
+    if (valid == std::string::npos) return std::string::npos;
+    pos += valid;
   }
 }
 
-// Past a short ASCII text, which the exported function settles before it looks the kernels up;
-// null `chosen` kernels stand for the best ones.
-[[gnu::noinline]] std::size_t FindInvalidInText(const ValidateKernels* chosen,
-                                                const unsigned char* p, std::size_t n,
-                                                bool standard) {
-  const ValidateKernels& kernels = chosen != nullptr ? *chosen : BestValidateKernels();
-  bool high = false;
-  const std::size_t valid = StandardPrefixOfAnyLength(kernels, p, n, high);
-  if (valid == n) return std::string::npos;
+// The whole function with the kernels given: a short ASCII text by words, any other by the
+// kernels' answer, and the rule past where they stop.
+inline std::size_t FindInvalidBy(const ValidateKernels& kernels, const unsigned char* p,
+                                 std::size_t n, bool standard) {
+  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return std::string::npos;
+  const std::size_t valid = kernels.find_invalid(p, n);
+  if (valid == std::string::npos) return std::string::npos;
   return FindInvalidAfter(kernels, p, n, standard, valid);
 }
 
@@ -67,17 +65,14 @@ namespace {
 
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard) {
-  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return std::string::npos;
-  return FindInvalidInText(&kernels, p, n, standard);
+  return FindInvalidBy(kernels, p, n, standard);
 }
 
 }  // namespace internal
 
 std::size_t string_utf8_find_invalid(const std::string& text, bool standard) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  const std::size_t n = text.size();
-  if (n <= internal::kShortAsciiText && internal::ShortIsAscii(p, n)) return std::string::npos;
-  return internal::FindInvalidInText(nullptr, p, n, standard);
+  return internal::FindInvalidBy(internal::BestValidateKernels(), p, text.size(), standard);
 }
 
 }  // namespace qor

@@ -60,6 +60,9 @@ inline __m256i Load(const unsigned char* p) {
 // block read twice.
 constexpr std::size_t kAlignFrom = 256;
 
+}  // namespace
+
+// The table of this level is made in the portable unit, around this kernel.
 std::size_t Avx2StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
   const BlockCheck check;
   std::size_t i = 0;
@@ -121,11 +124,6 @@ std::size_t Avx2StandardPrefix(const unsigned char* p, std::size_t n, bool& high
   }
   return SequenceStartBefore(p, i);
 }
-
-}  // namespace
-
-extern const ValidateKernels kValidateAvx2;
-const ValidateKernels kValidateAvx2 = {Isa::kAvx2, Avx2StandardPrefix, false};
 
 }  // namespace internal
 }  // namespace qor

@@ -57,6 +57,12 @@ struct BlockCheck {
                            _mm512_permutex2var_epi8(v, back2, before),
                            _mm512_permutex2var_epi8(v, back3, before));
   }
+  // The faults of v read after `before`, as avx512::Utf8Check::Faults.
+  __m512i Faults(__m512i v, __m512i before) const {
+    return check.Faults(v, _mm512_permutex2var_epi8(v, back1, before),
+                        _mm512_permutex2var_epi8(v, back2, before),
+                        _mm512_permutex2var_epi8(v, back3, before));
+  }
 };
 
 // Whether a block ends inside a sequence (a lead in one of the last three places that needs more).
@@ -69,21 +75,42 @@ bool OpenAtEnd(__m512i v) {
 // block read twice.
 constexpr std::size_t kAlignFrom = 1024;
 
-std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
-  const BlockCheck check;
-  // A text of one block or less: one masked load, which leaves zero bytes after the text, so a
-  // sequence cut short by its end is a fault of the block like any other.
+// standard_prefix for a text of at most two blocks: masked loads, which leave zero bytes after the
+// text, so that a sequence cut short by its end is a fault like any other unless the text fills
+// its last block; both blocks tested at once.
+inline std::size_t UpToTwoBlocks(const BlockCheck& check, const unsigned char* p, std::size_t n,
+                                 bool& high) {
+  const __m512i zero = _mm512_setzero_si512();
   if (n <= 64) {
     const __m512i v = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n)), p);
     if (_mm512_movepi8_mask(v) == 0) {
       high = false;
       return n;
     }
-    if (check.Malformed(v, _mm512_setzero_si512())) return 0;
+    if (check.Malformed(v, zero)) return 0;
     if (n == 64 && OpenAtEnd(v)) return SequenceStartBefore(p, n);
     high = true;
     return n;
   }
+  const __m512i v0 = _mm512_loadu_si512(p);
+  const __m512i v1 = _mm512_maskz_loadu_epi8(_bzhi_u64(~0ull, unsigned(n - 64)), p + 64);
+  if (_mm512_movepi8_mask(_mm512_or_si512(v0, v1)) == 0) {
+    high = false;
+    return n;
+  }
+  const __m512i faults = _mm512_or_si512(check.Faults(v0, zero), check.Faults(v1, v0));
+  if (_mm512_test_epi8_mask(faults, faults) != 0)
+    return check.Malformed(v0, zero) ? 0 : SequenceStartBefore(p, 64);
+  if (n == 128 && OpenAtEnd(v1)) return SequenceStartBefore(p, n);
+  high = true;
+  return n;
+}
+
+constexpr std::size_t kTwoBlocks = 128;
+
+std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
+  const BlockCheck check;
+  if (n <= kTwoBlocks) return UpToTwoBlocks(check, p, n, high);
   std::size_t i = 0;
   __m512i before = _mm512_setzero_si512();
   bool seen_high = false;
@@ -136,10 +163,27 @@ std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& hi
   return SequenceStartBefore(p, i);
 }
 
+// The whole answers: a text of up to two blocks without a loop, a longer one by the kernel.
+TextVerdict Avx512IsUtf8(const unsigned char* p, std::size_t n) {
+  bool high = false;
+  const std::size_t valid =
+      n <= kTwoBlocks ? UpToTwoBlocks(BlockCheck(), p, n, high) : Avx512StandardPrefix(p, n, high);
+  if (valid != n) return TextVerdict::kOther;
+  return high ? TextVerdict::kUtf8 : TextVerdict::kAscii;
+}
+
+std::size_t Avx512FindInvalid(const unsigned char* p, std::size_t n) {
+  bool high = false;
+  const std::size_t valid =
+      n <= kTwoBlocks ? UpToTwoBlocks(BlockCheck(), p, n, high) : Avx512StandardPrefix(p, n, high);
+  return valid == n ? static_cast<std::size_t>(-1) : valid;
+}
+
 }  // namespace
 
 extern const ValidateKernels kValidateAvx512;
-const ValidateKernels kValidateAvx512 = {Isa::kAvx512, Avx512StandardPrefix, true};
+const ValidateKernels kValidateAvx512 = {Isa::kAvx512, Avx512StandardPrefix, Avx512IsUtf8,
+                                         Avx512FindInvalid};
 
 }  // namespace internal
 }  // namespace qor

@@ -1,5 +1,8 @@
 // The standard UTF-8 checks of every level this build carries, the portable one included, and the
 // one place that picks among them.
+#include <cstdint>
+#include <cstring>
+
 #include "encoding/portable_kernels.h"
 #include "encoding/validate_kernels.h"
 
@@ -7,17 +10,78 @@ namespace qor {
 namespace internal {
 
 #if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
-extern const ValidateKernels kValidateSse2;
-extern const ValidateKernels kValidateAvx2;
+// The 128-bit and AVX2 kernels read whole blocks; their tables are made here, where the rule for
+// short texts is compiled for every CPU.
+std::size_t Sse2StandardPrefix(const unsigned char* p, std::size_t n, bool& high);
+std::size_t Avx2StandardPrefix(const unsigned char* p, std::size_t n, bool& high);
 extern const ValidateKernels kValidateAvx512;
 #endif
 #if defined(QORSTL_NEON_KERNELS)
 extern const DecodeKernels kNeonDecodeKernels;
 #endif
 
+std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
+  constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+  bool seen_high = false;
+  std::size_t i = 0;
+  while (i < n) {
+    if (p[i] < 0x80) {
+      if (n - i < 8) {
+        ++i;
+        continue;
+      }
+      std::uint64_t word;
+      std::memcpy(&word, p + i, 8);
+      if ((word & kHigh) == 0) {
+        i += 8;
+        continue;
+      }
+      while (p[i] < 0x80) ++i;  // the word's high byte ends this
+    }
+    const unsigned length = StandardSequence(p + i, n - i);
+    if (length == 0) return i;
+    seen_high = true;
+    i += length;
+  }
+  high = seen_high;
+  return n;
+}
+
 namespace {
 
-constexpr ValidateKernels kValidateScalar = {Isa::kScalar, PortableStandardPrefix, false};
+// The whole answers of a level whose kernel reads blocks only: a short ASCII text by words, a
+// text shorter than a block by the rule, any other by the kernel.
+template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
+std::size_t PrefixByLength(const unsigned char* p, std::size_t n, bool& high) {
+  if (n <= kShortAsciiText && ShortIsAscii(p, n)) {
+    high = false;
+    return n;
+  }
+  return n < kShortText ? ShortStandardPrefix(p, n, high) : kPrefix(p, n, high);
+}
+template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
+TextVerdict IsUtf8By(const unsigned char* p, std::size_t n) {
+  bool high = false;
+  if (PrefixByLength<kPrefix>(p, n, high) != n) return TextVerdict::kOther;
+  return high ? TextVerdict::kUtf8 : TextVerdict::kAscii;
+}
+template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
+std::size_t FindInvalidBy(const unsigned char* p, std::size_t n) {
+  bool high = false;
+  const std::size_t valid = PrefixByLength<kPrefix>(p, n, high);
+  return valid == n ? static_cast<std::size_t>(-1) : valid;
+}
+
+constexpr ValidateKernels kValidateScalar = {Isa::kScalar, PortableStandardPrefix,
+                                             IsUtf8By<PortableStandardPrefix>,
+                                             FindInvalidBy<PortableStandardPrefix>};
+
+#if defined(QORSTL_X86_KERNELS) && defined(__x86_64__)
+const ValidateKernels kValidateSse2 = {Isa::kSse2, Sse2StandardPrefix, IsUtf8By<Sse2StandardPrefix>,
+                                       FindInvalidBy<Sse2StandardPrefix>};
+const ValidateKernels kValidateAvx2 = {Isa::kAvx2, Avx2StandardPrefix, IsUtf8By<Avx2StandardPrefix>,
+                                       FindInvalidBy<Avx2StandardPrefix>};
+#endif
 
 #if defined(QORSTL_NEON_KERNELS)
 // The decoder's NEON check settles whole blocks; the rule finishes the tail, or finds the byte at
@@ -33,7 +97,8 @@ std::size_t NeonStandardPrefix(const unsigned char* p, std::size_t n, bool& high
   return n;
 }
 
-const ValidateKernels kValidateNeon = {Isa::kNeon, NeonStandardPrefix, false};
+const ValidateKernels kValidateNeon = {Isa::kNeon, NeonStandardPrefix, IsUtf8By<NeonStandardPrefix>,
+                                       FindInvalidBy<NeonStandardPrefix>};
 #endif
 
 }  // namespace

@@ -14,6 +14,13 @@
 namespace qor {
 namespace internal {
 
+// What a text is under the standard rules, as the validation kernels answer it whole.
+enum class TextVerdict : unsigned char {
+  kAscii,     // standard UTF-8 with no byte of 0x80 or above
+  kUtf8,      // standard UTF-8 with a byte of 0x80 or above
+  kOther,     // not standard UTF-8
+};
+
 struct ValidateKernels {
   Isa isa;
   // Length of a prefix of p[0, n) that is well-formed standard UTF-8 (as valid_prefix of the
@@ -21,10 +28,11 @@ struct ValidateKernels {
   // else a place at most one block and three bytes before the first malformed byte. When it
   // returns n, `high` tells whether the text holds a byte of 0x80 or above.
   std::size_t (*standard_prefix)(const unsigned char* p, std::size_t n, bool& high);
-  // Whether standard_prefix reads a text shorter than its block in one masked load, so that it is
-  // also the cheapest check of a short text that is not ASCII: callers then skip the rule they run
-  // on such texts (they read ASCII words first at every level).
-  bool short_texts;
+  // The whole answers for a text of any length, each by the cheapest way this level has for its
+  // length, so that an exported function makes one call: what p[0, n) is, and npos when it is
+  // standard UTF-8, else the length of a prefix as standard_prefix's.
+  TextVerdict (*is_utf8)(const unsigned char* p, std::size_t n);
+  std::size_t (*find_invalid)(const unsigned char* p, std::size_t n);
 };
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
@@ -74,8 +82,8 @@ inline std::size_t StandardPrefixFrom(const unsigned char* p, std::size_t i, std
   return n;
 }
 
-// Up to this length a text is first read by words of eight bytes, without a kernel's call: ASCII
-// text needs no more.
+// Up to this length the levels without masked loads first read a text by words of eight bytes:
+// ASCII text needs no more.
 constexpr std::size_t kShortAsciiText = 64;
 
 // Whether p[0, n), n <= kShortAsciiText, is all ASCII: every word of eight bytes (the last one
@@ -99,47 +107,16 @@ inline bool ShortIsAscii(const unsigned char* p, std::size_t n) {
   return n == 0 || (p[0] | p[n / 2] | p[n - 1]) < 0x80;
 }
 
-// Below this length a text is cheaper for the rule than for the call of a kernel that does not
-// read short texts itself.
+// Below this length a text is cheaper for the rule than for a kernel's blocks.
 constexpr std::size_t kShortText = 16;
 
 // The rule from p[0] on, as StandardPrefixFrom, for a short text: runs of ASCII are taken a word of
-// eight bytes at a time.
-[[gnu::noinline]] inline std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n,
-                                                         bool& high) {
-  constexpr std::uint64_t kHigh = 0x8080808080808080ull;
-  bool seen_high = false;
-  std::size_t i = 0;
-  while (i < n) {
-    if (p[i] < 0x80) {
-      if (n - i < 8) {
-        ++i;
-        continue;
-      }
-      std::uint64_t word;
-      std::memcpy(&word, p + i, 8);
-      if ((word & kHigh) == 0) {
-        i += 8;
-        continue;
-      }
-      while (p[i] < 0x80) ++i;  // the word's high byte ends this
-    }
-    const unsigned length = StandardSequence(p + i, n - i);
-    if (length == 0) return i;
-    seen_high = true;
-    i += length;
-  }
-  high = seen_high;
-  return n;
-}
+// eight bytes at a time. Out of line in the portable unit, so that every level calls the same copy.
+std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& high);
 
-// standard_prefix's answer for p[0, n) by the cheapest way for its length: the kernel, or the rule
-// for a short text when the kernel does not read short texts itself.
-inline std::size_t StandardPrefixOfAnyLength(const ValidateKernels& kernels, const unsigned char* p,
-                                             std::size_t n, bool& high) {
-  if (!kernels.short_texts && n < kShortText) return ShortStandardPrefix(p, n, high);
-  return kernels.standard_prefix(p, n, high);
-}
+// Up to this length the exported functions settle an ASCII text by ShortIsAscii before they call
+// a kernel: below it the words cost less than the call.
+constexpr std::size_t kInlineAsciiText = 16;
 
 // Where a block that a kernel refused begins, moved back to the lead byte of a sequence that
 // p[0, at) leaves open; p[0, at) is known to be well-formed up to that sequence.
@@ -154,8 +131,7 @@ inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {
 
 // string_utf8_find_invalid and string_is_utf8_string with the kernels of the caller's choice, so
 // that tests run every level through the whole function. A null `decode` stands for the best
-// table, fetched only for a text that is not standard UTF-8. The exported functions settle short
-// ASCII texts by ShortIsAscii before they look the kernels up.
+// table, fetched only for a text that is not standard UTF-8.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard);
 bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,

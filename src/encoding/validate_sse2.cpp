@@ -31,6 +31,9 @@ inline bool AsciiStep(const unsigned char* p) {
   return _mm_movemask_epi8(any) == 0;
 }
 
+}  // namespace
+
+// The table of this level is made in the portable unit, around this kernel.
 std::size_t Sse2StandardPrefix(const unsigned char* p, std::size_t n, bool& high) {
   __m128i before = _mm_setzero_si128();  // the last 16 bytes checked
   bool seen_high = false;
@@ -76,11 +79,6 @@ std::size_t Sse2StandardPrefix(const unsigned char* p, std::size_t n, bool& high
   }
   return SequenceStartBefore(p, i);
 }
-
-}  // namespace
-
-extern const ValidateKernels kValidateSse2;
-const ValidateKernels kValidateSse2 = {Isa::kSse2, Sse2StandardPrefix, false};
 
 }  // namespace internal
 }  // namespace qor
