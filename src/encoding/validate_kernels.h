@@ -16,9 +16,9 @@ namespace internal {
 
 // What a text is under the standard rules, as the validation kernels answer it whole.
 enum class TextVerdict : unsigned char {
-  kAscii,     // standard UTF-8 with no byte of 0x80 or above
-  kUtf8,      // standard UTF-8 with a byte of 0x80 or above
-  kOther,     // not standard UTF-8
+  kAscii,  // standard UTF-8 with no byte of 0x80 or above
+  kUtf8,   // standard UTF-8 with a byte of 0x80 or above
+  kOther,  // not standard UTF-8
 };
 
 struct ValidateKernels {

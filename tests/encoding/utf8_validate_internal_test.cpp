@@ -49,6 +49,18 @@ void CheckText(const std::string& text, std::size_t offset = 0) {
       EXPECT_EQ(qor_test::ModelFindInvalid(text.substr(0, prefix), true), std::string::npos);
       EXPECT_LE(standard - prefix, 64u + 3u);
     }
+    // The whole answers: the verdict, and a prefix as standard_prefix's where the text fails.
+    const TextVerdict verdict = k->is_utf8(p, text.size());
+    const std::size_t valid = k->find_invalid(p, text.size());
+    if (standard == std::string::npos) {
+      EXPECT_EQ(verdict, utf8 ? TextVerdict::kUtf8 : TextVerdict::kAscii);
+      EXPECT_EQ(valid, std::string::npos);
+    } else {
+      EXPECT_EQ(verdict, TextVerdict::kOther);
+      ASSERT_LE(valid, standard);
+      EXPECT_EQ(qor_test::ModelFindInvalid(text.substr(0, valid), true), std::string::npos);
+      EXPECT_LE(standard - valid, 64u + 3u);
+    }
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), true), standard);
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), false), codec);
     EXPECT_EQ(IsUtf8TextWith(*k, DecodeKernelsFor(isa), p, text.size()), utf8);
@@ -75,16 +87,20 @@ const std::string kFaults[] = {
 
 TEST(ValidateKernels, MatchTheRulesOnShortTextsAtEveryAlignment) {
   for (std::size_t size = 0; size <= 70; ++size) {
+    const std::string ascii(size, 'x');
+    const std::string mixed = MixedText(size);
     for (std::size_t offset = 0; offset < 64; ++offset) {
-      CheckText(std::string(size, 'x'), offset);
-      CheckText(MixedText(size), offset);
-      if (size > 0 && offset % 7 == 0) {
-        CheckText(MixedText(size - 1) + kFaults[(size + offset) % 15], offset);
-      }
-      // ASCII with one sequence at every place: the first high byte in each word of eight.
-      if (offset + 2 <= size) {
-        CheckText(std::string(size, 'x').replace(offset, 2, "\xC3\xA9"), size % 64);
-        CheckText(std::string(size, 'x').replace(offset, 1, "\xC3"), size % 64);
+      CheckText(ascii, offset);
+      CheckText(mixed, offset);
+      for (std::size_t at = 0; at < size; ++at) {
+        // A fault at every place, in ASCII or among sequences of every length.
+        std::string text = (at + offset) % 2 == 0 ? ascii : mixed;
+        const std::string& fault = kFaults[(size + at + offset) % 15];
+        CheckText(text.replace(at, std::min(fault.size(), size - at), fault), offset);
+        // ASCII with one sequence at every place: the first high byte in each word of eight.
+        if ((at + offset) % 4 == 0 && at + 2 <= size) {
+          CheckText(std::string(ascii).replace(at, 2, "\xC3\xA9"), offset);
+        }
       }
     }
   }
