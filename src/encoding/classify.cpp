@@ -53,14 +53,15 @@ namespace internal {
   return ascii != n && HasUtf8Layout(p + ascii, n - ascii, kernels);
 }
 
-// Standard UTF-8 has the layout, so a text that passes the standard check whole needs only a high
-// byte; any other text takes the layout test.
-bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
-                    const unsigned char* p, std::size_t n) {
+// Standard UTF-8 has the layout, so only a text the standard check refused needs the layout test.
+bool IsUtf8Layout(const unsigned char* p, std::size_t n) {
+  return IsUtf8StringWith(BestDecodeKernels(), p, n);
+}
+
+// As string_is_utf8_string, with the kernels given.
+bool IsUtf8TextWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n) {
   if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return false;
-  const TextVerdict verdict = validate.is_utf8(p, n);
-  if (verdict != TextVerdict::kOther) return verdict == TextVerdict::kUtf8;
-  return IsUtf8StringWith(decode != nullptr ? *decode : BestDecodeKernels(), p, n);
+  return kernels.is_utf8(p, n);
 }
 
 }  // namespace internal
@@ -81,13 +82,7 @@ bool string_is_ascii_string(const std::string& text) {
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  const unsigned char* p = Bytes(text);
-  const std::size_t n = text.size();
-  // A short ASCII text is settled here, before the kernels are looked up.
-  if (n <= internal::kInlineAsciiText && internal::ShortIsAscii(p, n)) return false;
-  const internal::TextVerdict verdict = internal::BestValidateKernels().is_utf8(p, n);
-  if (verdict != internal::TextVerdict::kOther) return verdict == internal::TextVerdict::kUtf8;
-  return internal::IsUtf8StringWith(internal::BestDecodeKernels(), p, n);
+  return internal::IsUtf8TextWith(internal::BestValidateKernels(), Bytes(text), text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

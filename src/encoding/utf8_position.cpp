@@ -27,15 +27,12 @@ unsigned CodecSequence(const unsigned char* p, std::size_t left) {
 
 }  // namespace
 
-namespace {
-
 // Standard UTF-8 is well-formed under both rules, so the kernel's prefix stands for either. Where
 // it stops (at `pos`), the rule walks on past the block it refused (a block and a sequence) before
 // the kernel takes over again: under the codec's rules the block may hold nothing the codec
 // refuses. Out of line: the common text never gets here.
-[[gnu::noinline]] std::size_t FindInvalidAfter(const ValidateKernels& kernels,
-                                               const unsigned char* p, std::size_t n, bool standard,
-                                               std::size_t pos) {
+[[gnu::noinline]] std::size_t FindInvalidAfter(StandardPrefixFn prefix, const unsigned char* p,
+                                               std::size_t n, bool standard, std::size_t pos) {
   for (;;) {
     const std::size_t stop = n - pos > 72 ? pos + 72 : n;
     while (pos < stop) {
@@ -45,34 +42,23 @@ namespace {
       pos += length;
     }
     if (pos == n) return std::string::npos;
-    const std::size_t valid = kernels.find_invalid(p + pos, n - pos);
-    if (valid == std::string::npos) return std::string::npos;
-    pos += valid;
+    bool high = false;
+    pos += prefix(p + pos, n - pos, high);
+    if (pos == n) return std::string::npos;
   }
 }
 
-// The whole function with the kernels given: a short ASCII text by words, any other by the
-// kernels' answer, and the rule past where they stop.
-inline std::size_t FindInvalidBy(const ValidateKernels& kernels, const unsigned char* p,
-                                 std::size_t n, bool standard) {
-  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return std::string::npos;
-  const std::size_t valid = kernels.find_invalid(p, n);
-  if (valid == std::string::npos) return std::string::npos;
-  return FindInvalidAfter(kernels, p, n, standard, valid);
-}
-
-}  // namespace
-
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard) {
-  return FindInvalidBy(kernels, p, n, standard);
+  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return std::string::npos;
+  return kernels.find_invalid(p, n, standard);
 }
 
 }  // namespace internal
 
 std::size_t string_utf8_find_invalid(const std::string& text, bool standard) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
-  return internal::FindInvalidBy(internal::BestValidateKernels(), p, text.size(), standard);
+  return internal::FindInvalidWith(internal::BestValidateKernels(), p, text.size(), standard);
 }
 
 }  // namespace qor

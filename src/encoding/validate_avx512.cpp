@@ -163,20 +163,35 @@ std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& hi
   return SequenceStartBefore(p, i);
 }
 
-// The whole answers: a text of up to two blocks without a loop, a longer one by the kernel.
-TextVerdict Avx512IsUtf8(const unsigned char* p, std::size_t n) {
+// The whole answers for a text longer than two blocks: out of line, so that a shorter text's
+// answer needs no stack frame.
+[[gnu::noinline]] bool LongIsUtf8(const unsigned char* p, std::size_t n) {
   bool high = false;
-  const std::size_t valid =
-      n <= kTwoBlocks ? UpToTwoBlocks(BlockCheck(), p, n, high) : Avx512StandardPrefix(p, n, high);
-  if (valid != n) return TextVerdict::kOther;
-  return high ? TextVerdict::kUtf8 : TextVerdict::kAscii;
+  if (Avx512StandardPrefix(p, n, high) == n) return high;
+  return IsUtf8Layout(p, n);
+}
+[[gnu::noinline]] std::size_t LongFindInvalid(const unsigned char* p, std::size_t n,
+                                              bool standard) {
+  bool high = false;
+  const std::size_t valid = Avx512StandardPrefix(p, n, high);
+  if (valid == n) return static_cast<std::size_t>(-1);
+  return FindInvalidAfter(Avx512StandardPrefix, p, n, standard, valid);
 }
 
-std::size_t Avx512FindInvalid(const unsigned char* p, std::size_t n) {
+// The whole answers: a text of up to two blocks without a loop, a longer one by the kernel.
+bool Avx512IsUtf8(const unsigned char* p, std::size_t n) {
+  if (n > kTwoBlocks) return LongIsUtf8(p, n);
   bool high = false;
-  const std::size_t valid =
-      n <= kTwoBlocks ? UpToTwoBlocks(BlockCheck(), p, n, high) : Avx512StandardPrefix(p, n, high);
-  return valid == n ? static_cast<std::size_t>(-1) : valid;
+  if (UpToTwoBlocks(BlockCheck(), p, n, high) == n) return high;
+  return IsUtf8Layout(p, n);
+}
+
+std::size_t Avx512FindInvalid(const unsigned char* p, std::size_t n, bool standard) {
+  if (n > kTwoBlocks) return LongFindInvalid(p, n, standard);
+  bool high = false;
+  const std::size_t valid = UpToTwoBlocks(BlockCheck(), p, n, high);
+  if (valid == n) return static_cast<std::size_t>(-1);
+  return FindInvalidAfter(Avx512StandardPrefix, p, n, standard, valid);
 }
 
 }  // namespace

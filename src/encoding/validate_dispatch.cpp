@@ -49,27 +49,24 @@ std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& hig
 
 namespace {
 
-// The whole answers of a level whose kernel reads blocks only: a short ASCII text by words, a
-// text shorter than a block by the rule, any other by the kernel.
-template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
+// The whole answers of a level whose kernel reads blocks only: a text shorter than a block by the
+// rule, any other by the kernel. (The exported functions have settled short ASCII texts.)
+template <StandardPrefixFn kPrefix>
 std::size_t PrefixByLength(const unsigned char* p, std::size_t n, bool& high) {
-  if (n <= kShortAsciiText && ShortIsAscii(p, n)) {
-    high = false;
-    return n;
-  }
   return n < kShortText ? ShortStandardPrefix(p, n, high) : kPrefix(p, n, high);
 }
-template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
-TextVerdict IsUtf8By(const unsigned char* p, std::size_t n) {
+template <StandardPrefixFn kPrefix>
+bool IsUtf8By(const unsigned char* p, std::size_t n) {
   bool high = false;
-  if (PrefixByLength<kPrefix>(p, n, high) != n) return TextVerdict::kOther;
-  return high ? TextVerdict::kUtf8 : TextVerdict::kAscii;
+  if (PrefixByLength<kPrefix>(p, n, high) == n) return high;
+  return IsUtf8Layout(p, n);
 }
-template <std::size_t (*kPrefix)(const unsigned char*, std::size_t, bool&)>
-std::size_t FindInvalidBy(const unsigned char* p, std::size_t n) {
+template <StandardPrefixFn kPrefix>
+std::size_t FindInvalidBy(const unsigned char* p, std::size_t n, bool standard) {
   bool high = false;
   const std::size_t valid = PrefixByLength<kPrefix>(p, n, high);
-  return valid == n ? static_cast<std::size_t>(-1) : valid;
+  if (valid == n) return static_cast<std::size_t>(-1);
+  return FindInvalidAfter(kPrefix, p, n, standard, valid);
 }
 
 constexpr ValidateKernels kValidateScalar = {Isa::kScalar, PortableStandardPrefix,

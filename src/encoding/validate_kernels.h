@@ -14,13 +14,6 @@
 namespace qor {
 namespace internal {
 
-// What a text is under the standard rules, as the validation kernels answer it whole.
-enum class TextVerdict : unsigned char {
-  kAscii,  // standard UTF-8 with no byte of 0x80 or above
-  kUtf8,   // standard UTF-8 with a byte of 0x80 or above
-  kOther,  // not standard UTF-8
-};
-
 struct ValidateKernels {
   Isa isa;
   // Length of a prefix of p[0, n) that is well-formed standard UTF-8 (as valid_prefix of the
@@ -28,11 +21,11 @@ struct ValidateKernels {
   // else a place at most one block and three bytes before the first malformed byte. When it
   // returns n, `high` tells whether the text holds a byte of 0x80 or above.
   std::size_t (*standard_prefix)(const unsigned char* p, std::size_t n, bool& high);
-  // The whole answers for a text of any length, each by the cheapest way this level has for its
-  // length, so that an exported function makes one call: what p[0, n) is, and npos when it is
-  // standard UTF-8, else the length of a prefix as standard_prefix's.
-  TextVerdict (*is_utf8)(const unsigned char* p, std::size_t n);
-  std::size_t (*find_invalid)(const unsigned char* p, std::size_t n);
+  // string_is_utf8_string's and string_utf8_find_invalid's whole answers for a text of any length,
+  // each by the cheapest way this level has for its length, so that an exported function ends in
+  // one call. What the kernel refuses goes on to IsUtf8Layout or FindInvalidAfter.
+  bool (*is_utf8)(const unsigned char* p, std::size_t n);
+  std::size_t (*find_invalid)(const unsigned char* p, std::size_t n, bool standard);
 };
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
@@ -116,7 +109,7 @@ std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& hig
 
 // Up to this length the exported functions settle an ASCII text by ShortIsAscii before they call
 // a kernel: below it the words cost less than the call.
-constexpr std::size_t kInlineAsciiText = 16;
+constexpr std::size_t kInlineAsciiText = 64;
 
 // Where a block that a kernel refused begins, moved back to the lead byte of a sequence that
 // p[0, at) leaves open; p[0, at) is known to be well-formed up to that sequence.
@@ -129,13 +122,23 @@ inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {
   return at;
 }
 
+using StandardPrefixFn = std::size_t (*)(const unsigned char* p, std::size_t n, bool& high);
+
+// The rule's part of the whole answers, for a text a kernel refused; out of line in the portable
+// units, so that every level calls the same copy. Whether p[0, n), which is not standard UTF-8, has
+// the 31-bit layout string_is_utf8_string accepts:
+bool IsUtf8Layout(const unsigned char* p, std::size_t n);
+// The place of the first malformed sequence of p[0, n) under the standard or the codec's rules,
+// p[0, valid) being well-formed standard UTF-8 that `prefix` (a standard_prefix) returned; npos
+// when there is none.
+std::size_t FindInvalidAfter(StandardPrefixFn prefix, const unsigned char* p, std::size_t n,
+                             bool standard, std::size_t valid);
+
 // string_utf8_find_invalid and string_is_utf8_string with the kernels of the caller's choice, so
-// that tests run every level through the whole function. A null `decode` stands for the best
-// table, fetched only for a text that is not standard UTF-8.
+// that tests run every level through the whole function.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard);
-bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
-                    const unsigned char* p, std::size_t n);
+bool IsUtf8TextWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n);
 
 }  // namespace internal
 }  // namespace qor
