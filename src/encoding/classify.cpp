@@ -58,10 +58,13 @@ bool IsUtf8Layout(const unsigned char* p, std::size_t n) {
   return IsUtf8StringWith(BestDecodeKernels(), p, n);
 }
 
-// As string_is_utf8_string, with the kernels given.
-bool IsUtf8TextWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n) {
-  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return false;
-  return kernels.is_utf8(p, n);
+bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
+                    const unsigned char* p, std::size_t n) {
+  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return false;
+  if (decode == nullptr) return validate.is_utf8(p, n);
+  bool high = false;
+  if (validate.standard_prefix(p, n, high) == n) return high;
+  return IsUtf8StringWith(*decode, p, n);
 }
 
 }  // namespace internal
@@ -82,7 +85,8 @@ bool string_is_ascii_string(const std::string& text) {
 }
 
 bool string_is_utf8_string(const std::string& text) {
-  return internal::IsUtf8TextWith(internal::BestValidateKernels(), Bytes(text), text.size());
+  return internal::IsUtf8TextWith(internal::BestValidateKernels(), nullptr, Bytes(text),
+                                  text.size());
 }
 
 bool string_is_utf16_string(const std::string& /*text*/) {

@@ -50,7 +50,7 @@ unsigned CodecSequence(const unsigned char* p, std::size_t left) {
 
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard) {
-  if (n <= kInlineAsciiText && ShortIsAscii(p, n)) return std::string::npos;
+  if (n <= kShortAsciiText && ShortIsAscii(p, n)) return std::string::npos;
   return kernels.find_invalid(p, n, standard);
 }
 

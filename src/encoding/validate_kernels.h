@@ -75,8 +75,8 @@ inline std::size_t StandardPrefixFrom(const unsigned char* p, std::size_t i, std
   return n;
 }
 
-// Up to this length the levels without masked loads first read a text by words of eight bytes:
-// ASCII text needs no more.
+// Up to this length the exported functions first read a text by words of eight bytes, before they
+// call a kernel: ASCII text needs no more, and below it the words cost less than the call.
 constexpr std::size_t kShortAsciiText = 64;
 
 // Whether p[0, n), n <= kShortAsciiText, is all ASCII: every word of eight bytes (the last one
@@ -107,10 +107,6 @@ constexpr std::size_t kShortText = 16;
 // eight bytes at a time. Out of line in the portable unit, so that every level calls the same copy.
 std::size_t ShortStandardPrefix(const unsigned char* p, std::size_t n, bool& high);
 
-// Up to this length the exported functions settle an ASCII text by ShortIsAscii before they call
-// a kernel: below it the words cost less than the call.
-constexpr std::size_t kInlineAsciiText = 64;
-
 // Where a block that a kernel refused begins, moved back to the lead byte of a sequence that
 // p[0, at) leaves open; p[0, at) is known to be well-formed up to that sequence.
 inline std::size_t SequenceStartBefore(const unsigned char* p, std::size_t at) {
@@ -135,10 +131,13 @@ std::size_t FindInvalidAfter(StandardPrefixFn prefix, const unsigned char* p, st
                              bool standard, std::size_t valid);
 
 // string_utf8_find_invalid and string_is_utf8_string with the kernels of the caller's choice, so
-// that tests run every level through the whole function.
+// that tests run every level through the whole function. A null `decode` stands for the level's
+// whole answer, as the exported function gives it; a table, for that table's layout test of a
+// text the level's standard check refused.
 std::size_t FindInvalidWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n,
                             bool standard);
-bool IsUtf8TextWith(const ValidateKernels& kernels, const unsigned char* p, std::size_t n);
+bool IsUtf8TextWith(const ValidateKernels& validate, const DecodeKernels* decode,
+                    const unsigned char* p, std::size_t n);
 
 }  // namespace internal
 }  // namespace qor

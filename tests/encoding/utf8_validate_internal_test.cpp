@@ -55,7 +55,8 @@ void CheckText(const std::string& text, std::size_t offset = 0) {
     EXPECT_EQ(k->find_invalid(p, text.size(), false), codec);
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), true), standard);
     EXPECT_EQ(FindInvalidWith(*k, p, text.size(), false), codec);
-    EXPECT_EQ(IsUtf8TextWith(*k, p, text.size()), utf8);
+    EXPECT_EQ(IsUtf8TextWith(*k, nullptr, p, text.size()), utf8);
+    EXPECT_EQ(IsUtf8TextWith(*k, DecodeKernelsFor(isa), p, text.size()), utf8);
   }
 }
 
