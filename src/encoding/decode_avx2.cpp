@@ -248,8 +248,8 @@ DecodeStep Avx2Decode(const unsigned char* p, std::size_t n, wchar_t* out, std::
 }  // namespace
 
 extern const DecodeKernels kAvx2DecodeKernels;
-const DecodeKernels kAvx2DecodeKernels = {Isa::kAvx2, 35, Avx2AsciiPrefix, Avx2ValidPrefix,
-                                          Avx2Decode};
+const DecodeKernels kAvx2DecodeKernels = {Isa::kAvx2,      35,         Avx2AsciiPrefix,
+                                          Avx2ValidPrefix, Avx2Decode, DecodeTextGeneral};
 
 }  // namespace internal
 }  // namespace qor

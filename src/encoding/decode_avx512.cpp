@@ -15,6 +15,7 @@
 #include <immintrin.h>
 
 #include "encoding/utf8_check_avx512.h"
+#include "qor/qorstl.h"
 
 namespace qor {
 namespace internal {
@@ -193,11 +194,95 @@ DecodeStep Avx512Decode(const unsigned char* p, std::size_t n, wchar_t* out, std
   return {i, w};
 }
 
+// utf8_to_wchar's quick path for texts of 1..256 bytes, with no call: all 01..7F, one element a
+// byte by masked loads and stores; else whole blocks by the kernel and the rest as one block read
+// with a mask, its missing bytes spaces (a sequence cut short by the end is then malformed). A text
+// this path does not settle whole, or whose elements do not fit, goes on by the general path from
+// where the kernel stopped.
+constexpr std::size_t kQuickText = 256;
+
+// The rest of the quick path, for a text of 1..256 bytes that is not all 01..7F: out of line, so
+// that the ASCII texts save no registers for it.
+[[gnu::noinline]] std::size_t DecodeMixedText(const DecodeKernels& k, const char* src,
+                                              std::size_t src_len, wchar_t* dst,
+                                              std::size_t dst_cap, int flags) {
+  const auto* p = reinterpret_cast<const unsigned char*>(src);
+  const std::size_t n = src_len;
+  const std::size_t room = dst != nullptr ? dst_cap : static_cast<std::size_t>(-1);
+  const unsigned options = (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0;
+  const DecodeStep step = n >= 64 ? Avx512Decode(p, n, dst, room, options) : DecodeStep{0, 0};
+  const std::size_t rest = n - step.read;
+  if (rest == 0) return step.written;
+  // A rest of a few bytes after whole blocks is quicker for the general path's rule.
+  if (rest < 64 && (step.read == 0 || rest >= 16)) {
+    const __mmask64 m = _bzhi_u64(~0ull, unsigned(rest));
+    const __m512i v = _mm512_mask_loadu_epi8(_mm512_set1_epi8(' '), m, p + step.read);
+    const auto at = [v](unsigned char b) {
+      return _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8(static_cast<char>(b)));
+    };
+    const bool bom =
+        (options & kDecodeStopAtBom) != 0 && (at(0xEF) & (at(0xBB) >> 1) & (at(0xBF) >> 2)) != 0;
+    if (_mm512_testn_epi8_mask(v, v) == 0 && !bom && !Malformed(v)) {
+      const std::uint64_t starts = Starts(v) & m;
+      const auto count = static_cast<std::size_t>(__builtin_popcountll(starts));
+      if (count <= room - step.written) {
+        if (dst != nullptr)
+          DecodeLeads(v, _mm512_maskz_compress_epi8(starts, Iota512()), count, dst + step.written);
+        return step.written + count;
+      }
+    }
+  }
+  return DecodeTextAfter(k, p, n, dst, dst_cap, flags, step);
+}
+
+// A text of more than kQuickText bytes: the kernel's blocks, then the general path for the rest.
+[[gnu::noinline]] std::size_t DecodeLongText(const DecodeKernels& k, const char* src,
+                                             std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
+                                             int flags) {
+  const auto* p = reinterpret_cast<const unsigned char*>(src);
+  const DecodeStep step = Avx512Decode(p, src_len, dst, dst != nullptr ? dst_cap : 0,
+                                       (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0);
+  if (step.read == src_len) return step.written;
+  return DecodeTextAfter(k, p, src_len, dst, dst_cap, flags, step);
+}
+
+std::size_t Avx512DecodeText(const DecodeKernels& k, const char* src, std::size_t src_len,
+                             wchar_t* dst, std::size_t dst_cap, int flags) {
+  const std::size_t n = src_len;
+  if (src == nullptr || (dst != nullptr && dst_cap == 0) || n == 0)
+    return DecodeTextGeneral(k, src, src_len, dst, dst_cap, flags);
+  if (n > kQuickText) return DecodeLongText(k, src, src_len, dst, dst_cap, flags);
+  const auto* p = reinterpret_cast<const unsigned char*>(src);
+  // Signed bytes above zero are 01..7F; the first block with another leaves at once.
+  const __m512i zero = _mm512_setzero_si512();
+  std::size_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    if (_mm512_cmpgt_epi8_mask(_mm512_loadu_si512(p + i), zero) != ~__mmask64(0))
+      return DecodeMixedText(k, src, src_len, dst, dst_cap, flags);
+  }
+  if (i < n) {
+    const __mmask64 m = _bzhi_u64(~0ull, unsigned(n - i));
+    if (_mm512_mask_cmpgt_epi8_mask(m, _mm512_maskz_loadu_epi8(m, p + i), zero) != m)
+      return DecodeMixedText(k, src, src_len, dst, dst_cap, flags);
+  }
+  if (dst == nullptr) return n;
+  if (n > dst_cap) return DecodeTextGeneral(k, src, src_len, dst, dst_cap, flags);
+  for (i = 0; i + 16 <= n; i += 16) {
+    _mm512_storeu_si512(
+        dst + i, _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i))));
+  }
+  if (i < n) {
+    const auto m = static_cast<__mmask16>(_bzhi_u32(~0u, unsigned(n - i)));
+    _mm512_mask_storeu_epi32(dst + i, m, _mm512_cvtepu8_epi32(_mm_maskz_loadu_epi8(m, p + i)));
+  }
+  return n;
+}
+
 }  // namespace
 
 extern const DecodeKernels kAvx512DecodeKernels;
-const DecodeKernels kAvx512DecodeKernels = {Isa::kAvx512, 64, Avx512AsciiPrefix, Avx512ValidPrefix,
-                                            Avx512Decode};
+const DecodeKernels kAvx512DecodeKernels = {Isa::kAvx512,      64,           Avx512AsciiPrefix,
+                                            Avx512ValidPrefix, Avx512Decode, Avx512DecodeText};
 
 }  // namespace internal
 }  // namespace qor

@@ -17,8 +17,8 @@ extern const DecodeKernels kNeonDecodeKernels;
 
 namespace {
 
-constexpr DecodeKernels kScalarDecodeKernels = {Isa::kScalar, 16, PortableAsciiPrefix,
-                                                PortableValidPrefix, PortableDecode};
+constexpr DecodeKernels kScalarDecodeKernels = {
+    Isa::kScalar, 16, PortableAsciiPrefix, PortableValidPrefix, PortableDecode, DecodeTextGeneral};
 
 }  // namespace
 

@@ -42,7 +42,20 @@ struct DecodeKernels {
   // else and never more than `room` elements: it stops before a block that does not fit.
   DecodeStep (*decode)(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
                        unsigned options);
+  // utf8_to_wchar with this table (`k` is the table itself): the level's own quick path for the
+  // texts it suits, DecodeTextGeneral for every other.
+  std::size_t (*decode_text)(const DecodeKernels& k, const char* src, std::size_t src_len,
+                             wchar_t* dst, std::size_t dst_cap, int flags);
 };
+
+// utf8_to_wchar with the table k, for any text.
+std::size_t DecodeTextGeneral(const DecodeKernels& k, const char* src, std::size_t src_len,
+                              wchar_t* dst, std::size_t dst_cap, int flags);
+// The same after a first call of k.decode on the text (dst_cap as its room) settled `first`, not
+// the whole text; src is not null and dst_cap not 0 when dst is not null. Out of line, so that the
+// common calls -- short ASCII, and a text the kernel settles whole -- save no registers for it.
+std::size_t DecodeTextAfter(const DecodeKernels& k, const unsigned char* p, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags, DecodeStep first);
 
 // The table of `isa`, or null when this build or this CPU lacks that level.
 const DecodeKernels* DecodeKernelsFor(Isa isa);
@@ -58,8 +71,11 @@ inline const DecodeKernels& BestDecodeKernels() {
 
 // The readers of UTF-8 with a table of the caller's choice, so that tests can run each level
 // through the whole function: utf8_to_wchar, and the layout test of string_is_utf8_string.
-std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
-                            wchar_t* dst, std::size_t dst_cap, int flags);
+inline std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src,
+                                   std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
+                                   int flags) {
+  return kernels.decode_text(kernels, src, src_len, dst, dst_cap, flags);
+}
 bool IsUtf8StringWith(const DecodeKernels& kernels, const unsigned char* p, std::size_t n);
 
 // The nibble tables of the block validators. A pair of adjacent bytes is malformed when the three

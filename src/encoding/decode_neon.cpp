@@ -334,8 +334,8 @@ DecodeStep NeonDecode(const unsigned char* p, std::size_t n, wchar_t* out, std::
 }  // namespace
 
 extern const DecodeKernels kNeonDecodeKernels;
-const DecodeKernels kNeonDecodeKernels = {Isa::kNeon, 16, NeonAsciiPrefix, NeonValidPrefix,
-                                          NeonDecode};
+const DecodeKernels kNeonDecodeKernels = {Isa::kNeon,      16,         NeonAsciiPrefix,
+                                          NeonValidPrefix, NeonDecode, DecodeTextGeneral};
 
 }  // namespace internal
 }  // namespace qor

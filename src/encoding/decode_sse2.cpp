@@ -358,8 +358,8 @@ DecodeStep Sse2Decode(const unsigned char* p, std::size_t n, wchar_t* out, std::
 }  // namespace
 
 extern const DecodeKernels kSse2DecodeKernels;
-const DecodeKernels kSse2DecodeKernels = {Isa::kSse2, 19, Sse2AsciiPrefix, Sse2ValidPrefix,
-                                          Sse2Decode};
+const DecodeKernels kSse2DecodeKernels = {Isa::kSse2,      19,         Sse2AsciiPrefix,
+                                          Sse2ValidPrefix, Sse2Decode, DecodeTextGeneral};
 
 }  // namespace internal
 }  // namespace qor

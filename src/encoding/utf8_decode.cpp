@@ -226,12 +226,13 @@ std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, s
                                        drop_bom, count, p + read + kernels.block);
 }
 
-// The rest of a call after the kernel's first step `first` (nothing for a text shorter than a
-// block), which did not settle the whole text. Out of line, so that the common calls -- short
-// ASCII, and a text the kernel settles whole -- save no registers for it.
-[[gnu::noinline]] std::size_t DecodeAfter(const DecodeKernels& k, const unsigned char* p,
-                                          std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
-                                          int flags, DecodeStep first) {
+}  // namespace
+
+namespace qor {
+namespace internal {
+
+std::size_t DecodeTextAfter(const DecodeKernels& k, const unsigned char* p, std::size_t src_len,
+                            wchar_t* dst, std::size_t dst_cap, int flags, DecodeStep first) {
   const bool lenient = (flags & UTF8_SKIP_INVALID) != 0;
   const bool drop_bom = (flags & UTF8_DROP_BOM) != 0;
   if (dst == nullptr) {
@@ -242,10 +243,8 @@ std::size_t DecodeOfKind(const DecodeKernels& kernels, const unsigned char* p, s
                  : DecodeOfKind<true, false>(k, p, src_len, dst, dst_cap, drop_bom, first);
 }
 
-// utf8_to_wchar; `kernels()` gives the table, fetched only for a text that is not short ASCII.
-template <class Kernels>
-std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wchar_t* dst,
-                       std::size_t dst_cap, int flags) {
+std::size_t DecodeTextGeneral(const DecodeKernels& k, const char* src, std::size_t src_len,
+                              wchar_t* dst, std::size_t dst_cap, int flags) {
   if (src == nullptr || (dst != nullptr && dst_cap == 0)) return 0;
   const auto* p = reinterpret_cast<const unsigned char*>(src);
   // A short ASCII text, each byte its own element in every mode, without a kernel's call or the
@@ -257,13 +256,12 @@ std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wc
       const std::size_t fill = src_len <= dst_cap ? src_len : dst_cap;
       std::size_t i = 0;
       for (; i + 8 <= fill; i += 8) {
-        for (std::size_t k = 0; k < 8; ++k) dst[i + k] = static_cast<wchar_t>(p[i + k]);
+        for (std::size_t j = 0; j < 8; ++j) dst[i + j] = static_cast<wchar_t>(p[i + j]);
       }
       for (; i < fill; ++i) dst[i] = static_cast<wchar_t>(p[i]);
       return src_len <= dst_cap ? src_len : 0;
     }
   }
-  const DecodeKernels& k = kernels();
   // The first kernel call, before anything else is set up: a text it settles whole, the common
   // case, needs nothing more.
   DecodeStep first = {0, 0};
@@ -272,30 +270,26 @@ std::size_t DecodeCall(Kernels kernels, const char* src, std::size_t src_len, wc
                      (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0);
     if (first.read == src_len) return first.written;
   }
-  return DecodeAfter(k, p, src_len, dst, dst_cap, flags, first);
-}
-
-const DecodeKernels& Best() {
-  return BestDecodeKernels();
-}
-
-}  // namespace
-
-namespace qor {
-namespace internal {
-
-std::size_t Utf8ToWcharWith(const DecodeKernels& kernels, const char* src, std::size_t src_len,
-                            wchar_t* dst, std::size_t dst_cap, int flags) {
-  return DecodeCall([&kernels]() -> const DecodeKernels& { return kernels; }, src, src_len, dst,
-                    dst_cap, flags);
+  return DecodeTextAfter(k, p, src_len, dst, dst_cap, flags, first);
 }
 
 }  // namespace internal
 }  // namespace qor
 
+namespace {
+
+// utf8_to_wchar with the best table: a tail call into the level's entry.
+std::size_t DecodeBest(const char* src, std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
+                       int flags) {
+  const DecodeKernels& k = BestDecodeKernels();
+  return k.decode_text(k, src, src_len, dst, dst_cap, flags);
+}
+
+}  // namespace
+
 extern "C" std::size_t utf8_to_wchar(const char* src, std::size_t src_len, wchar_t* dst,
                                      std::size_t dst_cap, int flags) {
-  return DecodeCall(Best, src, src_len, dst, dst_cap, flags);
+  return DecodeBest(src, src_len, dst, dst_cap, flags);
 }
 
 std::wstring utf8_to_wchar(const std::string& text) {
@@ -305,7 +299,7 @@ std::wstring utf8_to_wchar(const std::string& text) {
   constexpr std::size_t kOnePass = 1024;
   if (text.size() <= kOnePass) {
     wchar_t buffer[kOnePass];
-    const std::size_t written = DecodeCall(Best, text.data(), text.size(), buffer, kOnePass, 0);
+    const std::size_t written = DecodeBest(text.data(), text.size(), buffer, kOnePass, 0);
     return std::wstring(buffer, written);
   }
   const std::size_t measured = utf8_to_wchar(text.data(), text.size(), nullptr, 0, 0);

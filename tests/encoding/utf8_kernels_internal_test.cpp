@@ -282,6 +282,77 @@ TEST(DecodeKernels, MatchTheRulesOnRandomBytes) {
   }
 }
 
+// The codec with every level on s placed `skew` bytes into a heap block of exactly its end, so
+// that AddressSanitizer sees any read past it: measuring, and filling a guarded buffer (itself at
+// an odd place) with the model's count, one less and one more, for every flag.
+void CheckPlacedDecoder(const std::string& s, std::size_t skew) {
+  std::vector<char> block(skew + s.size());
+  std::copy(s.begin(), s.end(), block.begin() + skew);
+  const char* in = block.data() + skew;
+  for (Isa isa : kLevels) {
+    const DecodeKernels* k = DecodeKernelsFor(isa);
+    if (k == nullptr) continue;
+    for (int flags = 0; flags < 4; ++flags) {
+      const std::size_t measured = qor_test::ModelDecode(s, flags, 0).first;
+      ASSERT_EQ(Utf8ToWcharWith(*k, in, s.size(), nullptr, 0, flags), measured)
+          << IsaName(isa) << " flags " << flags;
+      std::vector<wchar_t> out(measured + 4 + skew % 16);
+      wchar_t* const dst = out.data() + skew % 16;
+      for (std::size_t cap : {measured, measured + 1, measured - 1}) {
+        if (cap == 0 || cap == std::size_t(-1)) continue;
+        std::fill(out.begin(), out.end(), kGuard);
+        const auto model = qor_test::ModelDecode(s, flags, cap);
+        ASSERT_EQ(Utf8ToWcharWith(*k, in, s.size(), dst, cap, flags), model.first)
+            << IsaName(isa) << " flags " << flags << " capacity " << cap;
+        Units image(skew % 16, std::uint32_t(kGuard));
+        image.insert(image.end(), model.second.begin(), model.second.end());
+        image.resize(out.size(), std::uint32_t(kGuard));
+        ASSERT_EQ(Units(out.begin(), out.end()), image)
+            << IsaName(isa) << " flags " << flags << " capacity " << cap;
+      }
+    }
+  }
+}
+
+// Random texts of every length up to 70 and of the lengths around each block width, at every
+// place in a 64-byte line: ASCII, ASCII with one odd byte at a random place, and pieces of one to
+// four bytes with now and then a fault, a zero byte or a byte-order mark. The quick paths of short
+// texts take some, and must leave the others to the rule as they found them.
+TEST(DecodeKernels, MatchTheRulesOnShortTextsAtEveryLengthAndPlace) {
+  const std::string pieces[] = {
+      "a", "Z", "\xC3\xA9", "\xD0\xB6", "\xE4\xB8\xAD", "\xEF\xBC\x8C", "\xF0\x9F\x98\x80"};
+  const std::string odd[] = {
+      std::string(1, '\0'), "\xEF\xBB\xBF", "\xED\xA0\x80", "\x80", "\xC3", "\xF5",
+      "\xC0\xAF",           "\xFF"};
+  std::vector<std::size_t> lengths;
+  for (std::size_t n = 1; n <= 70; ++n) lengths.push_back(n);
+  for (std::size_t width : {128, 192, 256}) {
+    for (std::size_t n = width - 2; n <= width + 2; ++n) lengths.push_back(n);
+  }
+  std::mt19937 rng(4417);
+  for (std::size_t n : lengths) {
+    for (std::size_t skew = 0; skew < 64; ++skew) {
+      SCOPED_TRACE("length " + std::to_string(n) + " skew " + std::to_string(skew));
+      std::string ascii(n, ' ');
+      for (char& c : ascii) c = static_cast<char>(0x21 + rng() % 0x5E);
+      std::string one = ascii;
+      one[rng() % n] = odd[rng() % 8][0];
+      std::string mixed;
+      while (mixed.size() < n) {
+        mixed += rng() % 24 == 0 ? odd[rng() % 8] : pieces[rng() % 7];
+      }
+      mixed.resize(n);  // may cut a sequence short at the end
+      for (const std::string& s : {ascii, one, mixed}) {
+        CheckPlacedDecoder(s, skew);
+        if (testing::Test::HasFailure()) {
+          ADD_FAILURE() << qor_test::Hex(s);
+          return;
+        }
+      }
+    }
+  }
+}
+
 // What the encoding rules write, element by element: the forms of the elements before the first
 // zero, up to a refused element in strict mode (`complete` false then), and where each form ends.
 // A filling call with capacity `cap` writes the forms that fit, stops at the first that does not
