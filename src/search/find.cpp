@@ -260,6 +260,79 @@ inline std::size_t Find(const char* text, std::size_t n, const char* pattern, st
   return kNotFound;
 }
 
+// A pattern of 2 to 16 bytes in a text of fewer starts than this is searched by string_find in
+// place, without a call.
+constexpr std::size_t kLeafStarts = 64;
+
+// The 16 starts from `at` whose first and last bytes agree with the pattern's, those below `from`
+// masked out, each then compared in full; the pattern, 2 to 16 bytes, fits at each of them.
+inline std::size_t FirstInBlock(const unsigned char* t, const unsigned char* p, std::size_t m,
+                                std::size_t at, std::size_t from) {
+  for (unsigned candidates =
+           EqualPair16(t + at, p[0], t + at + m - 1, p[m - 1]) & (0xFFFFu << (from - at));
+       candidates != 0; candidates &= candidates - 1) {
+    const std::size_t start = at + static_cast<std::size_t>(__builtin_ctz(candidates));
+    if (PatternAt(t + start, p, m)) return start;
+  }
+  return kNotFound;
+}
+
+// A pattern of 2 to 16 bytes in a text of fewer than kLeafStarts starts for it, searched in place
+// without a call, so that string_find saves no register for it. A text under 16 bytes is tried at
+// each start; a longer one a block of 16 starts at a time, the first bytes of up to 16 starts from
+// its first 16 bytes and their last bytes from its last 16 when they have no room of their own.
+inline std::size_t FindFewStarts(const unsigned char* t, std::size_t n, const unsigned char* p,
+                                 std::size_t m) {
+  const std::size_t last_start = n - m;
+  if (n < kShortText) {
+    for (std::size_t at = 0; at <= last_start; ++at)
+      if (t[at] == p[0] && PatternAt(t + at, p, m)) return at;
+    return kNotFound;
+  }
+  if (last_start < 15) {
+    // Start s's last byte is text byte n - 16 + (s + 15 - last_start).
+    for (unsigned starts = Equal16(t, p[0]) & (Equal16(t + n - 16, p[m - 1]) >> (15 - last_start));
+         starts != 0; starts &= starts - 1) {
+      const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
+      if (PatternAt(t + at, p, m)) return at;
+    }
+    return kNotFound;
+  }
+  std::size_t at = 0;
+  for (; at + 15 < last_start; at += 16) {
+    const std::size_t found = FirstInBlock(t, p, m, at, at);
+    if (found != kNotFound) return found;
+  }
+  // The last block ends at the last start; the starts it shares with the block before were tried.
+  return FirstInBlock(t, p, m, last_start - 15, at);
+}
+
+// What string_find answers for a match at `pos`.
+inline std::size_t Answer(std::size_t pos, std::size_t m, bool match_begin) {
+  return pos == kNotFound || match_begin ? pos : pos + m;
+}
+
+// A pattern of 2 to 16 bytes in a longer text: memchr finds the first candidate, as it reads a
+// text without the pattern's first byte faster than blocks do, and in real text the first
+// candidate is often the occurrence; the common search goes on after it.
+[[gnu::noinline]] std::size_t FindShortPattern(const unsigned char* t, std::size_t n,
+                                               const unsigned char* p, std::size_t m,
+                                               bool match_begin) {
+  const std::size_t last_start = n - m;
+  const void* hit = std::memchr(t, p[0], last_start + 1);
+  if (hit == nullptr) return kNotFound;
+  const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+  if (PatternAt(t + pos, p, m)) return Answer(pos, m, match_begin);
+  if (pos == last_start) return kNotFound;
+  return Answer(FindAfterFirst(t, n, p, m, pos + 1), m, match_begin);
+}
+
+// string_find for every text and pattern that FindFewStarts does not take.
+[[gnu::noinline]] std::size_t FindElsewhere(const char* text, std::size_t n, const char* pattern,
+                                            std::size_t m, bool match_begin) {
+  return Answer(Find(text, n, pattern, m), m, match_begin);
+}
+
 }  // namespace
 
 std::size_t FindFirst(const char* text, std::size_t text_len, const char* pattern,
@@ -269,10 +342,26 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
 
 }  // namespace internal
 
-std::size_t string_find(const std::string& text, const std::string& pattern, bool match_begin) {
-  const std::size_t pos = internal::Find(text.data(), text.size(), pattern.data(), pattern.size());
-  if (pos == internal::kNotFound || match_begin) return pos;
-  return pos + pattern.size();
+[[gnu::aligned(64)]] std::size_t string_find(const std::string& text, const std::string& pattern,
+                                             bool match_begin) {
+  const std::size_t n = text.size();
+  const std::size_t m = pattern.size();
+  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
+  if (internal::kBaselineVectors && m - 2 < 15 && m <= n) {
+    if (n - m < internal::kLeafStarts)
+      return internal::Answer(internal::FindFewStarts(t, n, p, m), m, match_begin);
+    return internal::FindShortPattern(t, n, p, m, match_begin);
+  }
+  return internal::FindElsewhere(text.data(), n, pattern.data(), m, match_begin);
 }
 
 }  // namespace qor
+
+// The speed of string_find's short loops and of the search kernels linked after this unit depends
+// on where their loops fall within 64-byte lines of code. string_find starts on a line, and this
+// unit's code 32 bytes past one, whatever the code linked before it: places chosen by measuring
+// the short searches and the long ones.
+#if defined(__GNUC__) && defined(__ELF__) && defined(__x86_64__)
+asm(".text\n\t.balign 64\n\t.skip 32\n");
+#endif

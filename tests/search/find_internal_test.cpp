@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "find.h"
+#include "qor/qorstl.h"
 #include "test_util.h"
 
 namespace {
@@ -92,6 +93,53 @@ TEST(FindFirst, PlantedOccurrenceAtEveryStart) {
           // Near-matches next to each other may form an occurrence before `at`.
           EXPECT_EQ(qor::internal::FindFirst(block.data() + 1, n, pattern.data(), m),
                     near == 0 ? at : Naive(text, pattern))
+              << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
+        }
+      }
+    }
+  }
+}
+
+// string_find's own paths for a pattern of 2 to 16 bytes (a text of fewer than 64 starts searched
+// in place, a longer one from memchr's first candidate on) and the common search it leaves the
+// rest to, held against the naive search at every text length from 0 to 70 bytes and past the
+// change at 64 starts, for every pattern length from 1 to 16 and a few longer, with the pattern
+// planted at the first start, in the middle, at the last start, or nowhere while its first byte is
+// everywhere. Texts of repeated letters, and patterns of one letter repeated before another, give
+// candidates at most starts. Both answers of string_find are checked.
+TEST(StringFind, ShortPatternsAgainstNaive) {
+  const std::string alphabets[] = {"ab", "aaab", std::string("a\0\xC3", 3), "abcdefghijklmnop"};
+  std::vector<std::size_t> lengths;
+  for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
+  for (std::size_t n : {75, 79, 80, 81, 82, 95, 96, 97, 127, 128, 129, 300}) lengths.push_back(n);
+  std::vector<std::size_t> sizes;
+  for (std::size_t m = 1; m <= 16; ++m) sizes.push_back(m);
+  for (std::size_t m : {17, 24, 40}) sizes.push_back(m);
+  std::mt19937 rng(22);
+  for (std::size_t n : lengths) {
+    for (std::size_t m : sizes) {
+      for (int place = 0; place < 4; ++place) {
+        for (int round = 0; round < 6 && !HasFailure(); ++round) {
+          const std::string& letters = alphabets[round % 4];
+          std::string text(n, '\0');
+          for (char& c : text) c = letters[rng() % letters.size()];
+          std::string pattern(m, letters[0]);
+          if (round % 2 == 0)
+            for (char& c : pattern) c = letters[rng() % letters.size()];
+          pattern[m - 1] = letters[letters.size() - 1];
+          if (m <= n && place < 3) {
+            const std::size_t last_start = n - m;
+            const std::size_t at = place == 0   ? 0
+                                   : place == 1 ? rng() % (last_start + 1)
+                                                : last_start;
+            text.replace(at, m, pattern);
+          }
+          if (place == 3) pattern[m - 1] = 'z';  // absent, every other byte still common
+          const std::size_t want = Naive(text, pattern);
+          EXPECT_EQ(qor::string_find(text, pattern, true), want)
+              << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
+          EXPECT_EQ(qor::string_find(text, pattern, false),
+                    want == std::string::npos ? want : want + m)
               << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
         }
       }
