@@ -178,16 +178,34 @@ std::size_t Avx512StandardPrefix(const unsigned char* p, std::size_t n, bool& hi
   return FindInvalidAfter(Avx512StandardPrefix, p, n, standard, valid);
 }
 
-// The whole answers: a text of up to two blocks without a loop, a longer one by the kernel.
+// Whether a text of 129 to 256 bytes is all ASCII: four blocks, the last two ending where it ends,
+// in one test, so that such a text needs no call.
+inline bool UpToFourBlocksAscii(const unsigned char* p, std::size_t n) {
+  const __m512i front = _mm512_or_si512(_mm512_loadu_si512(p), _mm512_loadu_si512(p + 64));
+  const __m512i back =
+      _mm512_or_si512(_mm512_loadu_si512(p + n - 128), _mm512_loadu_si512(p + n - 64));
+  return _mm512_movepi8_mask(_mm512_or_si512(front, back)) == 0;
+}
+
+constexpr std::size_t kFourBlocks = 256;
+
+// The whole answers: a text of up to two blocks without a loop, an ASCII one of up to four by one
+// test, a longer one by the kernel.
 bool Avx512IsUtf8(const unsigned char* p, std::size_t n) {
-  if (n > kTwoBlocks) return LongIsUtf8(p, n);
+  if (n > kTwoBlocks) {
+    if (n <= kFourBlocks && UpToFourBlocksAscii(p, n)) return false;
+    return LongIsUtf8(p, n);
+  }
   bool high = false;
   if (UpToTwoBlocks(BlockCheck(), p, n, high) == n) return high;
   return IsUtf8Layout(p, n);
 }
 
 std::size_t Avx512FindInvalid(const unsigned char* p, std::size_t n, bool standard) {
-  if (n > kTwoBlocks) return LongFindInvalid(p, n, standard);
+  if (n > kTwoBlocks) {
+    if (n <= kFourBlocks && UpToFourBlocksAscii(p, n)) return static_cast<std::size_t>(-1);
+    return LongFindInvalid(p, n, standard);
+  }
   bool high = false;
   const std::size_t valid = UpToTwoBlocks(BlockCheck(), p, n, high);
   if (valid == n) return static_cast<std::size_t>(-1);

@@ -100,10 +100,10 @@ TEST(ValidateKernels, MatchTheRulesOnShortTextsAtEveryAlignment) {
 }
 
 // Lengths just below, at and above each block width (and past the ASCII tests of two and four
-// blocks), with a fault at every place, sequences that run across each block edge, and texts cut
-// inside a sequence.
+// blocks, and inside the four-block ASCII test), with a fault at every place, sequences that run
+// across each block edge, and texts cut inside a sequence.
 TEST(ValidateKernels, MatchTheRulesAroundEveryBlockWidth) {
-  for (std::size_t width : {16u, 32u, 64u, 128u, 192u, 256u, 320u}) {
+  for (std::size_t width : {16u, 32u, 64u, 128u, 160u, 192u, 224u, 256u, 320u}) {
     for (std::size_t size = width - 3; size <= width + 3; ++size) {
       for (const std::string& base : {std::string(size, 'x'), MixedText(size)}) {
         CheckText(base);
