@@ -149,8 +149,8 @@ void DecodeLeads(__m512i v, __m512i leads, std::size_t count, wchar_t* out) {
   }
 }
 
-DecodeStep Avx512Decode(const unsigned char* p, std::size_t n, wchar_t* out, std::size_t room,
-                        unsigned options) {
+[[gnu::noinline]] DecodeStep Avx512Decode(const unsigned char* p, std::size_t n, wchar_t* out,
+                                          std::size_t room, unsigned options) {
   std::size_t i = 0;
   std::size_t w = 0;
   while (n - i >= 64) {
@@ -240,8 +240,8 @@ constexpr std::size_t kQuickText = 256;
                                              std::size_t src_len, wchar_t* dst, std::size_t dst_cap,
                                              int flags) {
   const auto* p = reinterpret_cast<const unsigned char*>(src);
-  const DecodeStep step = Avx512Decode(p, src_len, dst, dst != nullptr ? dst_cap : 0,
-                                       (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0);
+  const DecodeStep step = k.decode(p, src_len, dst, dst != nullptr ? dst_cap : 0,
+                                   (flags & UTF8_DROP_BOM) != 0 ? kDecodeStopAtBom : 0);
   if (step.read == src_len) return step.written;
   return DecodeTextAfter(k, p, src_len, dst, dst_cap, flags, step);
 }
