@@ -121,6 +121,13 @@ inline bool PatternAt(const unsigned char* at, const unsigned char* p, std::size
   return SameEnds<std::uint16_t>(at, p, m);
 }
 
+// Whether the pattern p[0, m), 2 <= m <= 16, stands at `at`.
+inline bool ShortPatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
+  if (m >= 8) return SameEnds<std::uint64_t>(at, p, m);
+  if (m >= 4) return SameEnds<std::uint32_t>(at, p, m);
+  return SameEnds<std::uint16_t>(at, p, m);
+}
+
 // Texts shorter than this take no scan.
 constexpr std::size_t kShortText = 16;
 // Past its first candidate, a text of fewer starts than this is searched in place; a longer one by
@@ -260,8 +267,60 @@ inline std::size_t Find(const char* text, std::size_t n, const char* pattern, st
   return kNotFound;
 }
 
-// A pattern of 2 to 16 bytes in a text of fewer starts than this is searched by string_find in
-// place, without a call.
+// Texts of fewer starts than this, for a pattern of 2 to 16 bytes, are searched in place.
+constexpr std::size_t kFewStarts = 31;
+
+// A pattern of 2 to 16 bytes in a text of fewer than kFewStarts starts for it, searched in place:
+// no call costs less than the few bytes read. A text under 16 bytes is tried at each start, first
+// byte first. A longer one takes its candidates, the starts whose first and last bytes agree with
+// the pattern's, from one or two blocks of 16 starts: with fewer than 16 starts, the first bytes
+// come from its first 16 bytes and the last bytes from its last 16; otherwise a block from the
+// first start and one ending at the last.
+inline std::size_t FindFewStarts(const unsigned char* t, std::size_t n, const unsigned char* p,
+                                 std::size_t m) {
+  if (n < kShortText) {
+    for (std::size_t at = 0; at + m <= n; ++at)
+      if (t[at] == p[0] && ShortPatternAt(t + at, p, m)) return at;
+    return kNotFound;
+  }
+  const std::size_t last_start = n - m;
+  unsigned starts;
+  if (last_start < 15) {
+    // Start s's last byte is text byte n - 16 + (s + 15 - last_start).
+    starts = Equal16(t, p[0]) & (Equal16(t + n - 16, p[m - 1]) >> (15 - last_start));
+  } else {
+    // Bit s of the second block is start `late + s`; those below 16 are in the first.
+    const std::size_t late = last_start - 15;
+    const unsigned first = EqualPair16(t, p[0], t + m - 1, p[m - 1]);
+    const unsigned second = EqualPair16(t + late, p[0], t + late + m - 1, p[m - 1]);
+    starts = first | ((second & (0xFFFF0000u >> late)) << late);
+  }
+  for (; starts != 0; starts &= starts - 1) {
+    const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
+    if (ShortPatternAt(t + at, p, m)) return at;
+  }
+  return kNotFound;
+}
+
+// What string_find answers for a match at `pos`.
+inline std::size_t Answer(std::size_t pos, std::size_t m, bool match_begin) {
+  return pos == kNotFound || match_begin ? pos : pos + m;
+}
+
+// Past this many bytes from the last candidate tried, the next one is looked for by memchr again:
+// a first byte that rare is found faster by memchr than by blocks.
+constexpr std::size_t kSparseCandidates = 16;
+
+// Tells the compiler that memory may have changed, so that values read from it before are read
+// again rather than kept in registers across a call.
+inline void ReadAgain() {
+#if defined(__GNUC__)
+  asm volatile("" ::: "memory");
+#endif
+}
+
+// A pattern of 2 to 16 bytes in a text of fewer starts than this is searched past its first
+// candidate in place, a block of 16 starts at a time, without a further call.
 constexpr std::size_t kLeafStarts = 64;
 
 // The 16 starts from `at` whose first and last bytes agree with the pattern's, those below `from`
@@ -272,62 +331,50 @@ inline std::size_t FirstInBlock(const unsigned char* t, const unsigned char* p, 
            EqualPair16(t + at, p[0], t + at + m - 1, p[m - 1]) & (0xFFFFu << (from - at));
        candidates != 0; candidates &= candidates - 1) {
     const std::size_t start = at + static_cast<std::size_t>(__builtin_ctz(candidates));
-    if (PatternAt(t + start, p, m)) return start;
+    if (ShortPatternAt(t + start, p, m)) return start;
   }
   return kNotFound;
 }
 
-// A pattern of 2 to 16 bytes in a text of fewer than kLeafStarts starts for it, searched in place
-// without a call, so that string_find saves no register for it. A text under 16 bytes is tried at
-// each start; a longer one a block of 16 starts at a time, the first bytes of up to 16 starts from
-// its first 16 bytes and their last bytes from its last 16 when they have no room of their own.
-inline std::size_t FindFewStarts(const unsigned char* t, std::size_t n, const unsigned char* p,
-                                 std::size_t m) {
-  const std::size_t last_start = n - m;
-  if (n < kShortText) {
-    for (std::size_t at = 0; at <= last_start; ++at)
-      if (t[at] == p[0] && PatternAt(t + at, p, m)) return at;
-    return kNotFound;
-  }
-  if (last_start < 15) {
-    // Start s's last byte is text byte n - 16 + (s + 15 - last_start).
-    for (unsigned starts = Equal16(t, p[0]) & (Equal16(t + n - 16, p[m - 1]) >> (15 - last_start));
-         starts != 0; starts &= starts - 1) {
-      const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
-      if (PatternAt(t + at, p, m)) return at;
-    }
-    return kNotFound;
-  }
-  std::size_t at = 0;
+// The starts from `from` to `last_start`, 15 <= last_start and from <= last_start, a block of 16
+// at a time; the last block ends at the last start, its starts already tried masked out.
+inline std::size_t FindInBlocksFrom(const unsigned char* t, const unsigned char* p, std::size_t m,
+                                    std::size_t last_start, std::size_t from) {
+  std::size_t at = from;
   for (; at + 15 < last_start; at += 16) {
     const std::size_t found = FirstInBlock(t, p, m, at, at);
     if (found != kNotFound) return found;
   }
-  // The last block ends at the last start; the starts it shares with the block before were tried.
   return FirstInBlock(t, p, m, last_start - 15, at);
 }
 
-// What string_find answers for a match at `pos`.
-inline std::size_t Answer(std::size_t pos, std::size_t m, bool match_begin) {
-  return pos == kNotFound || match_begin ? pos : pos + m;
-}
-
-// A pattern of 2 to 16 bytes in a longer text: memchr finds the first candidate, as it reads a
-// text without the pattern's first byte faster than blocks do, and in real text the first
-// candidate is often the occurrence; the common search goes on after it.
-[[gnu::noinline]] std::size_t FindShortPattern(const unsigned char* t, std::size_t n,
-                                               const unsigned char* p, std::size_t m,
-                                               bool match_begin) {
+// Past the first candidate at `pos`, which failed, for a pattern of 2 to 16 bytes and 15 or more
+// starts. A text of fewer than kLeafStarts starts is searched in place. In a longer one, while the
+// candidates lie far apart, memchr finds each next one, as it reads a text without the pattern's
+// first byte faster than blocks do; the first candidate close to the one before hands the rest to
+// the block filter. Each memchr covers at least kSparseCandidates bytes, so that its fixed cost
+// stays a fraction of the bytes it reads.
+[[gnu::noinline]] std::size_t FindPastCandidate(const unsigned char* t, std::size_t n,
+                                                const unsigned char* p, std::size_t m,
+                                                std::size_t pos, bool match_begin) {
   const std::size_t last_start = n - m;
-  const void* hit = std::memchr(t, p[0], last_start + 1);
-  if (hit == nullptr) return kNotFound;
-  const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
-  if (PatternAt(t + pos, p, m)) return Answer(pos, m, match_begin);
   if (pos == last_start) return kNotFound;
-  return Answer(FindAfterFirst(t, n, p, m, pos + 1), m, match_begin);
+  if (last_start < kLeafStarts)
+    return Answer(FindInBlocksFrom(t, p, m, last_start, pos + 1), m, match_begin);
+  std::size_t from = 0;
+  for (;;) {
+    if (pos - from < kSparseCandidates)
+      return Answer(FindAfterFirst(t, n, p, m, pos + 1), m, match_begin);
+    from = pos + 1;
+    const void* hit = std::memchr(t + from, p[0], last_start - from + 1);
+    if (hit == nullptr) return kNotFound;
+    pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+    if (ShortPatternAt(t + pos, p, m)) return match_begin ? pos : pos + m;
+    if (pos == last_start) return kNotFound;
+  }
 }
 
-// string_find for every text and pattern that FindFewStarts does not take.
+// string_find for every pattern of another length.
 [[gnu::noinline]] std::size_t FindElsewhere(const char* text, std::size_t n, const char* pattern,
                                             std::size_t m, bool match_begin) {
   return Answer(Find(text, n, pattern, m), m, match_begin);
@@ -342,18 +389,30 @@ std::size_t FindFirst(const char* text, std::size_t text_len, const char* patter
 
 }  // namespace internal
 
+// A pattern of 2 to 16 bytes in a text of 16 bytes or more: memchr finds the first candidate, as
+// it reads a text without the pattern's first byte faster than blocks do, and in real text the
+// first candidate is often the occurrence. The strings' fields are read again after memchr rather
+// than held across it, so that the call keeps three registers, not six.
 [[gnu::aligned(64)]] std::size_t string_find(const std::string& text, const std::string& pattern,
                                              bool match_begin) {
   const std::size_t n = text.size();
   const std::size_t m = pattern.size();
+  if (!internal::kBaselineVectors || m - 2 >= 15 || m > n)
+    return internal::FindElsewhere(text.data(), n, pattern.data(), m, match_begin);
+  if (n - m < internal::kFewStarts) {
+    const auto* t = reinterpret_cast<const unsigned char*>(text.data());
+    const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
+    return internal::Answer(internal::FindFewStarts(t, n, p, m), m, match_begin);
+  }
+  const void* hit = std::memchr(text.data(), pattern[0], n - m + 1);
+  internal::ReadAgain();
+  if (hit == nullptr) return internal::kNotFound;
   const auto* t = reinterpret_cast<const unsigned char*>(text.data());
   const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
-  if (internal::kBaselineVectors && m - 2 < 15 && m <= n) {
-    if (n - m < internal::kLeafStarts)
-      return internal::Answer(internal::FindFewStarts(t, n, p, m), m, match_begin);
-    return internal::FindShortPattern(t, n, p, m, match_begin);
-  }
-  return internal::FindElsewhere(text.data(), n, pattern.data(), m, match_begin);
+  const auto pos = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - t);
+  if (internal::ShortPatternAt(t + pos, p, pattern.size()))
+    return match_begin ? pos : pos + pattern.size();
+  return internal::FindPastCandidate(t, text.size(), p, pattern.size(), pos, match_begin);
 }
 
 }  // namespace qor

@@ -100,10 +100,11 @@ TEST(FindFirst, PlantedOccurrenceAtEveryStart) {
   }
 }
 
-// string_find's own paths for a pattern of 2 to 16 bytes (a text of fewer than 64 starts searched
-// in place, a longer one from memchr's first candidate on) and the common search it leaves the
-// rest to, held against the naive search at every text length from 0 to 70 bytes and past the
-// change at 64 starts, for every pattern length from 1 to 16 and a few longer, with the pattern
+// string_find's own paths for a pattern of 2 to 16 bytes (a text of fewer than 31 starts searched
+// in place, a longer one from memchr's first candidate on, in place past it below 64 starts) and
+// the common search it leaves the rest to, held against the naive search at every text length
+// from 0 to 70 bytes and past the changes at 31 and 64 starts, for every pattern length from 1 to
+// 16 and a few longer, with the pattern
 // planted at the first start, in the middle, at the last start, or nowhere while its first byte is
 // everywhere. Texts of repeated letters, and patterns of one letter repeated before another, give
 // candidates at most starts. Both answers of string_find are checked.
@@ -143,6 +144,42 @@ TEST(StringFind, ShortPatternsAgainstNaive) {
               << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
         }
       }
+    }
+  }
+}
+
+// Candidates far apart are looked for by memchr one after another, and the first that follows its
+// predecessor closely hands the rest to the block filter. Texts of a filler byte with the
+// pattern's first byte planted at random gaps (some of 16 bytes or more, some less), each a near
+// miss that fails at a random byte of the pattern, and the pattern itself planted once, last or
+// nowhere; texts from 64 to 600 bytes reach both the filter in place and the level's kernel.
+TEST(StringFind, SparseCandidatesAgainstNaive) {
+  std::mt19937 rng(31);
+  for (std::size_t m = 2; m <= 16 && !HasFailure(); ++m) {
+    for (int round = 0; round < 400 && !HasFailure(); ++round) {
+      const std::size_t n = m + 60 + rng() % 540;
+      std::string pattern(m, '\0');
+      for (char& c : pattern) c = static_cast<char>('a' + rng() % 4);
+      pattern[0] = 'Q';
+      std::string text(n, '.');
+      const std::size_t last_start = n - m;
+      std::size_t at = rng() % 40;
+      const std::size_t widest_gap = rng() % 2 ? 24 : 48;
+      while (at <= last_start) {
+        std::string miss = pattern;
+        const std::size_t wrong = rng() % m;
+        miss[wrong] = wrong == 0 ? 'Q' : '.';
+        if (wrong == 0) miss.back() = '.';
+        text.replace(at, m, miss);
+        at += m + rng() % widest_gap;
+      }
+      if (round % 3 != 0)
+        text.replace(rng() % 2 ? last_start : rng() % (last_start + 1), m, pattern);
+      const std::size_t want = Naive(text, pattern);
+      ASSERT_EQ(qor::string_find(text, pattern, true), want)
+          << qor_test::Hex(text) << " / " << qor_test::Hex(pattern);
+      ASSERT_EQ(qor::string_find(text, pattern, false),
+                want == std::string::npos ? want : want + m);
     }
   }
 }
