@@ -50,6 +50,55 @@ MultiHit SearchSlice(const unsigned char* text, std::size_t size, const Needle* 
   return internal::SearchWithHashes(text, size, needles, count, goal, limit, kernels);
 }
 
+// Texts from 16 bytes up to this long are searched in place by the list searches, each
+// pattern with a few block comparisons, where a call into the single search would cost more than
+// the text's bytes.
+constexpr std::size_t kTinyText = 32;
+
+// First occurrence of p[0, m) in t[0, n), 16 <= n, 1 <= m <= n: the pattern's first byte and, where
+// 16 starts in a row have room for it, its last byte are compared with 16 starts at a time, and
+// each start that passes is compared in full. As FindFirst, at most n * m byte comparisons.
+std::size_t FindInTinyText(const unsigned char* t, std::size_t n, const unsigned char* p,
+                           std::size_t m) {
+  const std::size_t last_start = n - m;
+  if (last_start < 15) {
+    for (unsigned starts = internal::Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
+         starts &= starts - 1) {
+      const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
+      if (std::memcmp(t + at, p, m) == 0) return at;
+    }
+    return kNotFound;
+  }
+  for (std::size_t block = 0; block <= last_start; block += 16) {
+    // The last block moves back to end at the last start; the starts it shares with the block
+    // before it were looked at there.
+    const std::size_t from = std::min(block, last_start - 15);
+    unsigned starts =
+        internal::Equal16(t + from, p[0]) & internal::Equal16(t + from + m - 1, p[m - 1]);
+    starts &= ~0u << (block - from);
+    for (; starts != 0; starts &= starts - 1) {
+      const std::size_t at = from + static_cast<std::size_t>(__builtin_ctz(starts));
+      if (std::memcmp(t + at, p, m) == 0) return at;
+    }
+  }
+  return kNotFound;
+}
+
+// The single search as the short paths of the list searches use it: a text under 16 bytes is
+// tried at each start in place, one up to kTinyText bytes by a few block comparisons, a longer one
+// by the single search.
+std::size_t FindForList(const char* text, std::size_t n, const char* pattern, std::size_t m) {
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  const auto* p = reinterpret_cast<const unsigned char*>(pattern);
+  if (m != 0 && n < 16) {
+    for (std::size_t at = 0; at + m <= n; ++at)
+      if (t[at] == p[0] && std::memcmp(t + at, p, m) == 0) return at;
+    return kNotFound;
+  }
+  if (internal::kBaselineVectors && n <= kTinyText && m != 0) return FindInTinyText(t, n, p, m);
+  return internal::FindFirst(text, n, pattern, m);
+}
+
 // The winner among entry(0), entry(1), ... entry(count - 1), ranked in that order, for `goal`.
 // Allocates nothing.
 template <typename Entry>
@@ -64,8 +113,7 @@ MultiHit FindAmong(const std::string& text, std::size_t count, Entry entry, Mult
       const std::size_t m = pattern.size();
       if (m > text.size()) continue;
       const std::size_t reach = best.pos == kNotFound ? text.size() : best.pos - 1 + m;
-      const std::size_t pos =
-          internal::FindFirst(bytes, std::min(reach, text.size()), pattern.data(), m);
+      const std::size_t pos = FindForList(bytes, std::min(reach, text.size()), pattern.data(), m);
       if (pos == kNotFound) continue;
       best = MultiHit{pos, r};
       if (goal == MultiGoal::kLowestRank || pos == 0) break;
@@ -115,6 +163,11 @@ std::size_t ListedCount(const std::vector<std::string>& patterns) {
 // length times the number of patterns stays under this many bytes.
 constexpr std::size_t kShortListWork = 1536;
 
+// With up to kFewPatterns patterns, texts shorter than this are searched one pattern at a time by
+// the list form that orders the list: ordering it costs more than reading the text once per
+// pattern.
+constexpr std::size_t kOrderedMinText = 512;
+
 // Lists up to this long are ordered on the stack, by insertion (which is stable); a longer list
 // takes one heap array and the standard stable sort. The orderings are those of less_len,
 // great_len, the string's less-than and greater, written inline.
@@ -123,10 +176,13 @@ constexpr std::size_t kFewPatterns = 16;
 // The first eight bytes of `s` as a big-endian number, zeros after its end: when two keys differ,
 // the strings order as their keys do; equal keys leave the order to the whole strings.
 std::uint64_t PrefixKey(const std::string& s) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
   std::uint64_t key = 0;
-  const std::size_t n = std::min<std::size_t>(s.size(), 8);
-  for (std::size_t i = 0; i < n; ++i)
-    key |= std::uint64_t{static_cast<unsigned char>(s[i])} << (56 - 8 * i);
+  if (s.size() >= 8) {
+    for (std::size_t i = 0; i < 8; ++i) key = key << 8 | bytes[i];
+    return key;
+  }
+  for (std::size_t i = 0; i < s.size(); ++i) key |= std::uint64_t{bytes[i]} << (56 - 8 * i);
   return key;
 }
 
@@ -177,55 +233,6 @@ void OrderByMode(const std::string** order, std::size_t count, int mode) {
   }
 }
 
-// Texts from 16 bytes up to this long are searched in place by the list form of string_find, each
-// pattern with a few block comparisons, where a call into the single search would cost more than
-// the text's bytes.
-constexpr std::size_t kTinyText = 64;
-
-// First occurrence of p[0, m) in t[0, n), 16 <= n, 1 <= m <= n: the pattern's first byte and, where
-// 16 starts in a row have room for it, its last byte are compared with 16 starts at a time, and
-// each start that passes is compared in full. As FindFirst, at most n * m byte comparisons.
-std::size_t FindInTinyText(const unsigned char* t, std::size_t n, const unsigned char* p,
-                           std::size_t m) {
-  const std::size_t last_start = n - m;
-  if (last_start < 15) {
-    for (unsigned starts = internal::Equal16(t, p[0]) & ((2u << last_start) - 1); starts != 0;
-         starts &= starts - 1) {
-      const auto at = static_cast<std::size_t>(__builtin_ctz(starts));
-      if (std::memcmp(t + at, p, m) == 0) return at;
-    }
-    return kNotFound;
-  }
-  for (std::size_t block = 0; block <= last_start; block += 16) {
-    // The last block moves back to end at the last start; the starts it shares with the block
-    // before it were looked at there.
-    const std::size_t from = std::min(block, last_start - 15);
-    unsigned starts =
-        internal::Equal16(t + from, p[0]) & internal::Equal16(t + from + m - 1, p[m - 1]);
-    starts &= ~0u << (block - from);
-    for (; starts != 0; starts &= starts - 1) {
-      const std::size_t at = from + static_cast<std::size_t>(__builtin_ctz(starts));
-      if (std::memcmp(t + at, p, m) == 0) return at;
-    }
-  }
-  return kNotFound;
-}
-
-// The single search as the list form's short path uses it: a text under 16 bytes is tried at each
-// start in place.
-std::size_t FindForList(const std::string& text, const std::string& pattern) {
-  const std::size_t n = text.size(), m = pattern.size();
-  const auto* t = reinterpret_cast<const unsigned char*>(text.data());
-  const auto* p = reinterpret_cast<const unsigned char*>(pattern.data());
-  if (m != 0 && n < 16) {
-    for (std::size_t at = 0; at + m <= n; ++at)
-      if (t[at] == p[0] && std::memcmp(t + at, p, m) == 0) return at;
-    return kNotFound;
-  }
-  if (internal::kBaselineVectors && n <= kTinyText && m != 0) return FindInTinyText(t, n, p, m);
-  return internal::FindFirst(text.data(), n, pattern.data(), m);
-}
-
 }  // namespace
 
 std::size_t string_seq_find(const std::string& text, const std::vector<std::string>& patterns,
@@ -243,7 +250,7 @@ std::size_t string_find(const std::string& text, const std::vector<std::string>&
   // The order is built over pointers to the caller's entries: a stable ordering gives them exactly
   // the order it would give copies of the strings, without copying any pattern's bytes.
   const std::size_t count = ListedCount(patterns);
-  if (text.size() < kFilterMinText ||
+  if (text.size() < kFilterMinText || (count <= kFewPatterns && text.size() < kOrderedMinText) ||
       (text.size() < kShortListWork && text.size() * count < kShortListWork)) {
     // A short text: every pattern that could still win is searched, in list order, and the
     // winner is the first of those found in the mode's order, the earliest in the list among
@@ -267,7 +274,7 @@ std::size_t string_find(const std::string& text, const std::vector<std::string>&
       const std::string& pattern = patterns[i];
       if (pattern.size() > text.size()) continue;
       if (winner < count && !before(pattern, patterns[winner])) continue;
-      const std::size_t pos = FindForList(text, pattern);
+      const std::size_t pos = FindForList(text.data(), text.size(), pattern.data(), pattern.size());
       if (pos == kNotFound) continue;
       winner = i;
       winner_pos = pos;

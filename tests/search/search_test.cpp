@@ -136,14 +136,15 @@ TEST(Search, MatchesModelOnRandomInput) {
 }
 
 // Every text length from 0 to 70 and around the lengths where the searches change paths (a filter
-// over texts from 256 bytes, and for the list form of string_find over 4 patterns from 384 bytes,
-// 32-byte blocks, a byte-by-byte case-insensitive scan up to 32, the list form of string_find in
-// place from 16 to 64): lists of 4 and 16 patterns and the case-insensitive test against their
-// models.
+// over texts from 256 bytes, and for the list form of string_find over 4 patterns from 384 bytes
+// and over 16 from 512, 32-byte blocks, a byte-by-byte case-insensitive scan up to 32, the list
+// searches in place from 16 to 32): lists of 4 and 16 patterns and the case-insensitive test
+// against their models.
 TEST(Search, ShortTextsAroundPathChanges) {
   std::vector<std::size_t> lengths;
   for (std::size_t n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (std::size_t n : {95, 96, 97, 127, 128, 129, 254, 255, 256, 257, 258, 300, 383, 384, 385})
+  for (std::size_t n :
+       {95, 96, 97, 127, 128, 129, 254, 255, 256, 257, 258, 300, 383, 384, 385, 511, 512, 513})
     lengths.push_back(n);
   const std::string letters = "aAbB\xC3";
   std::mt19937 rng(70);
