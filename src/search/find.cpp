@@ -310,6 +310,10 @@ inline std::size_t Answer(std::size_t pos, std::size_t m, bool match_begin) {
 // Past this many bytes from the last candidate tried, the next one is looked for by memchr again:
 // a first byte that rare is found faster by memchr than by blocks.
 constexpr std::size_t kSparseCandidates = 16;
+// At most this many candidates after the first are looked for by memchr, so that a text where the
+// first byte recurs at a steady distance just above kSparseCandidates goes to the block filter
+// after a few calls rather than taking one call per candidate to its end.
+constexpr int kSparseRounds = 4;
 
 // Tells the compiler that memory may have changed, so that values read from it before are read
 // again rather than kept in registers across a call.
@@ -351,9 +355,9 @@ inline std::size_t FindInBlocksFrom(const unsigned char* t, const unsigned char*
 // Past the first candidate at `pos`, which failed, for a pattern of 2 to 16 bytes and 15 or more
 // starts. A text of fewer than kLeafStarts starts is searched in place. In a longer one, while the
 // candidates lie far apart, memchr finds each next one, as it reads a text without the pattern's
-// first byte faster than blocks do; the first candidate close to the one before hands the rest to
-// the block filter. Each memchr covers at least kSparseCandidates bytes, so that its fixed cost
-// stays a fraction of the bytes it reads.
+// first byte faster than blocks do; the first candidate close to the one before, or the
+// kSparseRounds-th, hands the rest to the block filter. Each memchr covers at least
+// kSparseCandidates bytes, so that its fixed cost stays a fraction of the bytes it reads.
 [[gnu::noinline]] std::size_t FindPastCandidate(const unsigned char* t, std::size_t n,
                                                 const unsigned char* p, std::size_t m,
                                                 std::size_t pos, bool match_begin) {
@@ -362,8 +366,8 @@ inline std::size_t FindInBlocksFrom(const unsigned char* t, const unsigned char*
   if (last_start < kLeafStarts)
     return Answer(FindInBlocksFrom(t, p, m, last_start, pos + 1), m, match_begin);
   std::size_t from = 0;
-  for (;;) {
-    if (pos - from < kSparseCandidates)
+  for (int round = 0;; ++round) {
+    if (pos - from < kSparseCandidates || round == kSparseRounds)
       return Answer(FindAfterFirst(t, n, p, m, pos + 1), m, match_begin);
     from = pos + 1;
     const void* hit = std::memchr(t + from, p[0], last_start - from + 1);
