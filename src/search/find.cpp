@@ -112,20 +112,19 @@ inline bool SameEnds(const unsigned char* at, const unsigned char* p, std::size_
   return ((a0 ^ p0) | (a1 ^ p1)) == 0;
 }
 
-// Whether the pattern p[0, m), m >= 2, stands at `at`: up to 16 bytes as two words that overlap
-// (its first and last 2, 4 or 8 bytes), longer ones by memcmp.
-inline bool PatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
-  if (m > 16) return std::memcmp(at, p, m) == 0;
+// Whether the pattern p[0, m), 2 <= m <= 16, stands at `at`: its first and last 2, 4 or 8 bytes,
+// as two words that overlap.
+inline bool ShortPatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
   if (m >= 8) return SameEnds<std::uint64_t>(at, p, m);
   if (m >= 4) return SameEnds<std::uint32_t>(at, p, m);
   return SameEnds<std::uint16_t>(at, p, m);
 }
 
-// Whether the pattern p[0, m), 2 <= m <= 16, stands at `at`.
-inline bool ShortPatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
-  if (m >= 8) return SameEnds<std::uint64_t>(at, p, m);
-  if (m >= 4) return SameEnds<std::uint32_t>(at, p, m);
-  return SameEnds<std::uint16_t>(at, p, m);
+// Whether the pattern p[0, m), m >= 2, stands at `at`: up to 16 bytes as two words, longer ones by
+// memcmp.
+inline bool PatternAt(const unsigned char* at, const unsigned char* p, std::size_t m) {
+  if (m > 16) return std::memcmp(at, p, m) == 0;
+  return ShortPatternAt(at, p, m);
 }
 
 // Texts shorter than this take no scan.
