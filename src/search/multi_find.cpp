@@ -176,13 +176,10 @@ constexpr std::size_t kFewPatterns = 16;
 // The first eight bytes of `s` as a big-endian number, zeros after its end: when two keys differ,
 // the strings order as their keys do; equal keys leave the order to the whole strings.
 std::uint64_t PrefixKey(const std::string& s) {
-  const auto* bytes = reinterpret_cast<const unsigned char*>(s.data());
   std::uint64_t key = 0;
-  if (s.size() >= 8) {
-    for (std::size_t i = 0; i < 8; ++i) key = key << 8 | bytes[i];
-    return key;
-  }
-  for (std::size_t i = 0; i < s.size(); ++i) key |= std::uint64_t{bytes[i]} << (56 - 8 * i);
+  const std::size_t n = std::min<std::size_t>(s.size(), 8);
+  for (std::size_t i = 0; i < n; ++i)
+    key |= std::uint64_t{static_cast<unsigned char>(s[i])} << (56 - 8 * i);
   return key;
 }
 
